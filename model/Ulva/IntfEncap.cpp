@@ -1,0 +1,9 @@
+#include "Ulva/IntfEncap.h"
+
+namespace Ulva {
+
+std::ostream& operator<<(std::ostream& os, IntfEncap const& e) {
+   return os << "(" << e.intfId() << ", " << e.encap() << ")";
+}
+
+}  // namespace Ulva

@@ -1,0 +1,83 @@
+// Ulva::VlanTag and Ulva::VlanTagEncap: one VLAN tag, and the outer and inner tag
+// of an encapsulation.
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+
+#include "Bridging/VlanTpid.h"
+
+namespace Ulva {
+
+// A VLAN tag. `vid` 4095 (the default) stands for no tag at this level; the legal
+// range is 0 to 4097: the two values above 12 bits are legal on purpose.
+class VlanTag {
+public:
+   static constexpr std::uint16_t vidDefault = 0x0FFF;
+   static constexpr std::uint16_t vidMax = 4097;
+
+   VlanTag() = default;
+
+   std::uint16_t vid() const { return vid_; }
+   // Refuses a vid above 4097 with Fen::RangeException.
+   void vidIs(std::uint32_t vid);
+   Bridging::VlanTpid tpid() const { return tpid_; }
+   void tpidIs(Bridging::VlanTpid tpid) { tpid_ = tpid; }
+   // Always 0 in this system: copied and compared, never interpreted.
+   std::uint8_t tagFlags() const { return tagFlags_; }
+   void tagFlagsIs(std::uint8_t flags) { tagFlags_ = flags; }
+
+   bool operator==(VlanTag const& o) const {
+      return vid_ == o.vid_ && tpid_ == o.tpid_ && tagFlags_ == o.tagFlags_;
+   }
+   bool operator<(VlanTag const& o) const { return packed() < o.packed(); }
+   // vid, tpid and flags in one word, in field order.
+   std::uint64_t packed() const {
+      return (std::uint64_t{vid_} << 24) | (std::uint64_t{tpid_} << 8) | tagFlags_;
+   }
+
+private:
+   std::uint16_t vid_ = vidDefault;
+   Bridging::VlanTpid tpid_ = Bridging::vlanTpid8100;
+   std::uint8_t tagFlags_ = 0;
+};
+
+// Builds a tag from numbers (refusing a vid above 4097).
+VlanTag vlanTag(std::uint32_t vid, Bridging::VlanTpid tpid = Bridging::vlanTpid8100);
+
+class VlanTagEncap {
+public:
+   VlanTagEncap() = default;
+   VlanTagEncap(VlanTag const& outer, VlanTag const& inner) : outerTag_(outer), innerTag_(inner) {}
+
+   VlanTag const& outerTag() const { return outerTag_; }
+   void outerTagIs(VlanTag const& t) { outerTag_ = t; }
+   VlanTag const& innerTag() const { return innerTag_; }
+   void innerTagIs(VlanTag const& t) { innerTag_ = t; }
+
+   bool operator==(VlanTagEncap const& o) const {
+      return outerTag_ == o.outerTag_ && innerTag_ == o.innerTag_;
+   }
+   bool operator<(VlanTagEncap const& o) const {
+      return outerTag_ < o.outerTag_ || (outerTag_ == o.outerTag_ && innerTag_ < o.innerTag_);
+   }
+   std::uint32_t hash(std::uint32_t seed) const;
+   // vids and tpids of both tags in one word.
+   std::uint64_t tagWord() const {
+      return (std::uint64_t{outerTag_.vid()} << 48) | (std::uint64_t{outerTag_.tpid()} << 32) |
+             (std::uint64_t{innerTag_.vid()} << 16) | innerTag_.tpid();
+   }
+   std::uint32_t flagWord() const {
+      return static_cast<std::uint32_t>(outerTag_.tagFlags()) |
+             (static_cast<std::uint32_t>(innerTag_.tagFlags()) << 8);
+   }
+
+private:
+   VlanTag outerTag_;
+   VlanTag innerTag_;
+};
+
+std::ostream& operator<<(std::ostream& os, VlanTag const& tag);
+std::ostream& operator<<(std::ostream& os, VlanTagEncap const& encap);
+
+}  // namespace Ulva
