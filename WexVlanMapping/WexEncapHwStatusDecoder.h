@@ -46,7 +46,6 @@ public:
    // Members and the status last recorded for each; an absent key reads as
    // hwStatusFailed.
    FEN_COLLECTION_ACCESSORS(hwStatus, HwStatusMap, hwStatus_)
-   HwStatusMap const& hwStatusMap() const { return hwStatus_; }
 
    std::uint32_t failedCount() const { return failedCount_; }
    std::uint32_t notReadyCount() const { return notReadyCount_; }

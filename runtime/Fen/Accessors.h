@@ -1,19 +1,26 @@
 // The generated accessors of a collection attribute `x`, written once.
 //
-//   x(key)       the member's value; the default value on a miss
+//   x(key)       the member's value; the default value on a miss (false for a
+//                set, a null pointer for a map of owned objects)
 //   xHas(key)    true when the key is present
 //   xIs(...)     inserts or overwrites: xIs(key) for a set, xIs(key, value) for
-//                a map of values, xIs(value) where the key lies in the value
+//                a map of values, xIs(value) where the key lies in the value;
+//                for a map of owned objects xIs(key) finds or creates the object
+//                and returns it
 //   xDel(key)    removes; gives back what was stored, or the default value
 //   xDelAll()    removes all members
 //   xs()         the number of members
 //
-// FEN_COLLECTION_ACCESSORS is the plain form: no notification, and xDelAll is one
-// step. FEN_NOTIFYING_COLLECTION_ACCESSORS is the form of a collection that
-// notifies: the member changes first and the notifiee list is visited last, with
-// the key; a write of a value equal to the stored one is silent; xDelAll walks an
-// iterator and deletes member by member, so that each removal notifies.
+// Each macro comes in a plain form (no notification; xDelAll is one step) and a
+// notifying form: the member changes first and the notifiee list is visited last,
+// with the key; a write of a value equal to the stored one is silent; xDelAll
+// walks an iterator and deletes member by member, so that each removal notifies.
+// The macros expand inside the owning class, after the map's type is declared.
 #pragma once
+
+#include <optional>
+#include <type_traits>
+#include <utility>
 
 #include "Fen/HashMap2018.h"
 #include "Fen/Notifiee.h"
@@ -23,69 +30,22 @@ namespace Fen {
 template <class Map>
 using MemberValueOf = std::conditional_t<Map::isSet, bool, typename Map::ValueType>;
 
-// xDelAll of a notifying collection: from the first member on, copy the key (xDel
-// moves nodes), delete it, advance.
-template <class Map, class DelOne>
-void memberDelAllNotifying(Map const& map, DelOne&& delOne) {
-   for (typename Map::IteratorConst it(map); it; it.advance()) {
-      typename Map::KeyType const key = it.key();
-      delOne(key);
+// How an accessor reports a change: not at all, or through a notifiee list.
+struct NoNotify {
+   template <class Key>
+   void operator()(Key const&) const {}
+};
+struct NotifyVia {
+   NotifieeList const& list;
+   AttributeId id;
+   template <class Key>
+   void operator()(Key const& key) const {
+      list.visit(id, &key);
    }
-}
+};
 
-}  // namespace Fen
-
-#define FEN_COLLECTION_ACCESSORS(x, Map, field)                                             \
-   ::Fen::MemberValueOf<Map> x(Map::KeyType const& key) const {                        \
-      return field.get(key);                                                             \
-   }                                                                                     \
-   bool x##Has(Map::KeyType const& key) const {                   \
-      return field.has(key);                                                            \
-   }                                                                                     \
-   template <class... A>                                                                 \
-   auto x##Is(A const&... args)->decltype(void(std::declval<Map&>().memberIs(args...))) {              \
-      field.memberIs(args...);                                                          \
-   }                                                                                     \
-   decltype(std::declval<Map&>().memberDel(std::declval<Map::KeyType const&>()))           \
-   x##Del(Map::KeyType const& key) {                         \
-      return field.memberDel(key);                                                      \
-   }                                                                                     \
-   void x##DelAll() { field.memberDelAll(); }                                           \
-   std::uint32_t x##s() const { return static_cast<std::uint32_t>(field.size()); }
-
-#define FEN_NOTIFYING_COLLECTION_ACCESSORS(x, Map, field, attributeId, notifiees)           \
-   ::Fen::MemberValueOf<Map> x(Map::KeyType const& key) const {                        \
-      return field.get(key);                                                             \
-   }                                                                                     \
-   bool x##Has(Map::KeyType const& key) const {                   \
-      return field.has(key);                                                            \
-   }                                                                                     \
-   template <class... A>                                                                 \
-   auto x##Is(A const&... args)->decltype(void(std::declval<Map&>().memberIs(args...))) {              \
-      if (field.memberIs(args...)) {                                                    \
-         Map::KeyType const key =                                  \
-             ::Fen::notifiedKey<Map>(args...);                              \
-         notifiees.visit(attributeId, &key);                                             \
-      }                                                                                  \
-   }                                                                                     \
-   decltype(std::declval<Map&>().memberDel(std::declval<Map::KeyType const&>()))           \
-   x##Del(Map::KeyType const& key) {                         \
-      std::optional<typename Map::Node> out;                                \
-      bool const removed =                                                               \
-          field.deleteMember(key, Map::rhash(key), &out);                  \
-      if (removed) notifiees.visit(attributeId, &key);                                   \
-      return Map::removedValue(removed, out);                                 \
-   }                                                                                     \
-   void x##DelAll() {                                                                    \
-      ::Fen::memberDelAllNotifying(field,                                                \
-                                   [this](auto const& key) { (void)x##Del(key); });      \
-   }                                                                                     \
-   std::uint32_t x##s() const { return static_cast<std::uint32_t>(field.size()); }
-
-namespace Fen {
-
-// The key that a write of `args` notifies: the first argument for a set or a
-// map of values, the key inside the value otherwise.
+// The key that a write of `args` changed: the first argument for a set or a map
+// of values, the key inside the value otherwise.
 template <class Map, class First, class... Rest>
 typename Map::KeyType notifiedKey(First const& first, Rest const&...) {
    if constexpr (Map::hasInternalKey && sizeof...(Rest) == 0) {
@@ -95,4 +55,95 @@ typename Map::KeyType notifiedKey(First const& first, Rest const&...) {
    }
 }
 
+template <class Map, class Notify, class... A>
+void memberIsNotifying(Map& map, Notify const& notify, A const&... args) {
+   if (map.memberIs(args...)) notify(notifiedKey<Map>(args...));
+}
+
+template <class Map, class Notify>
+auto memberDelNotifying(Map& map, Notify const& notify, typename Map::KeyType const& key) {
+   std::optional<typename Map::Node> out;
+   bool const removed = map.deleteMember(key, Map::rhash(key), &out);
+   if (removed) notify(key);
+   return Map::removedValue(removed, out);
+}
+
+// xDelAll without notification: one step.
+template <class Map, class DelOne>
+void memberDelAll(Map& map, NoNotify const&, DelOne&&) {
+   map.memberDelAll();
+}
+// xDelAll with notification: from the first member on, copy the key (xDel moves
+// nodes), delete it, advance.
+template <class Map, class DelOne>
+void memberDelAllNotifying(Map const& map, DelOne&& delOne) {
+   for (typename Map::IteratorConst it(map); it; it.advance()) {
+      typename Map::KeyType const key = it.key();
+      delOne(key);
+   }
+}
+template <class Map, class DelOne>
+void memberDelAll(Map const& map, NotifyVia const&, DelOne&& delOne) {
+   memberDelAllNotifying(map, std::forward<DelOne>(delOne));
+}
+
+// xIs(key) of a map of owned objects: the member, or a new one from `make`.
+template <class Map, class Notify, class Make>
+typename Map::ValueType memberFindOrCreate(Map& map, Notify const& notify,
+                                           typename Map::KeyType const& key, Make&& make) {
+   if (auto const* node = map[key]) return *node;
+   typename Map::ValueType created = map.memberFindOrCreate(key, std::forward<Make>(make));
+   notify(key);
+   return created;
+}
+
 }  // namespace Fen
+
+#define FEN_COLLECTION_ACCESSORS_WITH(x, Map, field, notify)                             \
+   ::Fen::MemberValueOf<Map> x(Map::KeyType const& key) const { return field.get(key); } \
+   bool x##Has(Map::KeyType const& key) const { return field.has(key); }                \
+   template <class... A>                                                                 \
+   auto x##Is(A const&... args)->decltype(void(std::declval<Map&>().memberIs(args...))) { \
+      ::Fen::memberIsNotifying(field, notify, args...);                                  \
+   }                                                                                     \
+   auto x##Del(Map::KeyType const& key) {                                                \
+      return ::Fen::memberDelNotifying(field, notify, key);                              \
+   }                                                                                     \
+   void x##DelAll() {                                                                    \
+      ::Fen::memberDelAll(field, notify, [this](auto const& key) { (void)x##Del(key); }); \
+   }                                                                                     \
+   std::uint32_t x##s() const { return static_cast<std::uint32_t>(field.size()); }       \
+   Map const& x##Map() const { return field; }
+
+// A collection without notification.
+#define FEN_COLLECTION_ACCESSORS(x, Map, field) \
+   FEN_COLLECTION_ACCESSORS_WITH(x, Map, field, ::Fen::NoNotify{})
+
+// A collection whose changes notify `attributeId` through the list `notifiees`.
+#define FEN_NOTIFYING_COLLECTION_ACCESSORS(x, Map, field, attributeId, notifiees) \
+   FEN_COLLECTION_ACCESSORS_WITH(x, Map, field, (::Fen::NotifyVia{notifiees, attributeId}))
+
+// A map of owned objects (`Fen::Ptr<Class>` values holding their own key): xIs(key)
+// finds or creates `Class(key)` by the allocation sequence and returns it.
+#define FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, Map, field, Class, notify)                 \
+   Fen::Ptr<Class> x(Map::KeyType const& key) const { return field.get(key); }           \
+   bool x##Has(Map::KeyType const& key) const { return field.has(key); }                \
+   Fen::Ptr<Class> x##Is(Map::KeyType const& key) {                                      \
+      return ::Fen::memberFindOrCreate(field, notify, key, [](Map::KeyType const& k) {   \
+         return ::Fen::fenObjectIs<Class>(k);                                            \
+      });                                                                                \
+   }                                                                                     \
+   Fen::Ptr<Class> x##Del(Map::KeyType const& key) {                                     \
+      return ::Fen::memberDelNotifying(field, notify, key);                              \
+   }                                                                                     \
+   void x##DelAll() {                                                                    \
+      ::Fen::memberDelAll(field, notify, [this](auto const& key) { (void)x##Del(key); }); \
+   }                                                                                     \
+   std::uint32_t x##s() const { return static_cast<std::uint32_t>(field.size()); }       \
+   Map const& x##Map() const { return field; }
+
+#define FEN_OWNED_COLLECTION_ACCESSORS(x, Map, field, Class) \
+   FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, Map, field, Class, ::Fen::NoNotify{})
+#define FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(x, Map, field, Class, attributeId, notifiees) \
+   FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, Map, field, Class,                                \
+                                       (::Fen::NotifyVia{notifiees, attributeId}))

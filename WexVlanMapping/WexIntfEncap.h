@@ -1,0 +1,204 @@
+// The system's own encap records and collections.
+//
+// WexIntfEncapSource          where an encap comes from (configuration or the
+//                             MACsec proxy)
+// WexDynamicIntfEncapInfo     an encap created dynamically, with its egress encap,
+//                             source and service interface
+// WexIntfEncapHwConfig        one complete hardware configuration of one interface
+//                             encap: plain, LAG or LAG member, told apart by lagId
+// WexDynamicIntfEncapColl     the dynamic encaps (notifies `entry`, 130)
+// WexIntfEncapHwConfigColl    the configs decided on (notifies `config`, 130)
+// SupportedEncapServiceTypes  the service types a platform supports (a set)
+//
+// The two notifying collections announce each real change exactly once, after
+// the change, with the member's key; a write of an equal value (every field
+// compared, retryCnt included) is silent.
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+
+#include "Fen/Accessors.h"
+#include "Fen/Reactor.h"
+#include "Kestin/IntfId.h"
+#include "Ulva/IntfEncap.h"
+#include "Ulva/ServiceIntfFwdInfo.h"
+#include "WexVlanMapping/WexIntfEncapModule.h"
+
+namespace WexVlanMapping {
+
+enum WexIntfEncapSource : std::uint8_t {
+   staticEncap = 0,  // from configuration; the default
+   macsecProxy = 1,  // made by the dynamic encap state machine for the MACsec proxy
+};
+
+std::ostream& operator<<(std::ostream& os, WexIntfEncapSource const& s);
+
+class WexDynamicIntfEncapInfo {
+public:
+   WexDynamicIntfEncapInfo() = default;
+   explicit WexDynamicIntfEncapInfo(Ulva::IntfEncap const& intfEncap) : intfEncap_(intfEncap) {}
+
+   // The key in WexDynamicIntfEncapColl; set by the constructor only.
+   Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
+   Ulva::VlanTagEncap const& egressEncap() const { return egressEncap_; }
+   void egressEncapIs(Ulva::VlanTagEncap const& e) { egressEncap_ = e; }
+   WexIntfEncapSource source() const { return source_; }
+   void sourceIs(WexIntfEncapSource s) { source_ = s; }
+   Kestin::IntfId serviceIntf() const { return serviceIntf_; }
+   void serviceIntfIs(Kestin::IntfId id) { serviceIntf_ = id; }
+
+   bool operator==(WexDynamicIntfEncapInfo const& o) const {
+      return intfEncap_ == o.intfEncap_ && egressEncap_ == o.egressEncap_ &&
+             source_ == o.source_ && serviceIntf_ == o.serviceIntf_;
+   }
+   std::uint32_t hash(std::uint32_t seed) const;
+
+private:
+   Ulva::IntfEncap intfEncap_;
+   Ulva::VlanTagEncap egressEncap_;
+   WexIntfEncapSource source_ = staticEncap;
+   Kestin::IntfId serviceIntf_;
+};
+
+class WexIntfEncapHwConfig {
+public:
+   WexIntfEncapHwConfig() = default;
+   WexIntfEncapHwConfig(Ulva::IntfEncap const& intfEncap, Ulva::ServiceIntfFwdInfo const& fwdInfo,
+                        Kestin::IntfId lagId)
+       : intfEncap_(intfEncap), fwdInfo_(fwdInfo), lagId_(lagId) {}
+
+   // The key in WexIntfEncapHwConfigColl and WexPortEncapHwConfigList.
+   Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
+   Ulva::VlanTagEncap const& egressEncap() const { return egressEncap_; }
+   void egressEncapIs(Ulva::VlanTagEncap const& e) { egressEncap_ = e; }
+   WexIntfEncapSource source() const { return source_; }
+   void sourceIs(WexIntfEncapSource s) { source_ = s; }
+   Ulva::ServiceIntfFwdInfo const& fwdInfo() const { return fwdInfo_; }
+   // The LAG this configuration belongs to; the default id when none.
+   Kestin::IntfId lagId() const { return lagId_; }
+   std::uint32_t retryCnt() const { return retryCnt_; }
+   void retryCntIs(std::uint32_t n) { retryCnt_ = n; }
+   // retryCnt plus delta, wrapping at 32 bits.
+   void retryCntInc(std::uint32_t delta) & { retryCnt_ += delta; }
+
+   // The configuration of a LAG itself.
+   bool isLag() const { return !(lagId_ == Kestin::IntfId()) && lagId_ == intfEncap_.intfId(); }
+   // The configuration of a port in a LAG.
+   bool isLagMember() const {
+      return !(lagId_ == Kestin::IntfId()) && !(lagId_ == intfEncap_.intfId());
+   }
+   // The LAG's encap for a member (same tags, the LAG in place of the port); the
+   // own encap in every other case.
+   Ulva::IntfEncap parentIntfEncap() const;
+
+   // Every field, in field order; a different retryCnt makes a different config.
+   bool operator==(WexIntfEncapHwConfig const& o) const {
+      return intfEncap_ == o.intfEncap_ && egressEncap_ == o.egressEncap_ &&
+             source_ == o.source_ && fwdInfo_ == o.fwdInfo_ && lagId_ == o.lagId_ &&
+             retryCnt_ == o.retryCnt_;
+   }
+   std::uint32_t hash(std::uint32_t seed) const;
+
+private:
+   Ulva::IntfEncap intfEncap_;
+   Ulva::VlanTagEncap egressEncap_;
+   WexIntfEncapSource source_ = staticEncap;
+   Ulva::ServiceIntfFwdInfo fwdInfo_;
+   Kestin::IntfId lagId_;
+   std::uint32_t retryCnt_ = 0;
+};
+
+// Key functors of the maps whose key lies in the record.
+struct EntryKeyFunktor {
+   Ulva::IntfEncap const& operator()(WexDynamicIntfEncapInfo const& v) const {
+      return v.intfEncap();
+   }
+};
+struct ConfigKeyFunktor {
+   Ulva::IntfEncap const& operator()(WexIntfEncapHwConfig const& v) const {
+      return v.intfEncap();
+   }
+};
+
+class WexDynamicIntfEncapColl : public Fen::Notifier {
+   FEN_COUNTED_CLASS("WexVlanMapping::WexDynamicIntfEncapColl")
+
+public:
+   static constexpr Fen::AttributeId entryAttributeId = 130;
+   struct FenEntry {
+      static constexpr std::uint32_t salt = 0x9296EEE7;
+      using KeyFunktor = EntryKeyFunktor;
+   };
+   using EntryMap = Fen::HashMap2018<FenEntry, Ulva::IntfEncap, WexDynamicIntfEncapInfo>;
+
+   static Fen::Ptr<WexDynamicIntfEncapColl> WexDynamicIntfEncapCollIs() {
+      return Fen::fenObjectIs<WexDynamicIntfEncapColl>();
+   }
+   Fen::FwkType fwkType() const override {
+      return {&wexIntfEncapModule, wexIntfEncapTypeWexDynamicIntfEncapColl};
+   }
+
+   // entry(key), entryHas, entryIs(value), entryDel(key), entryDelAll(), entrys()
+   FEN_NOTIFYING_COLLECTION_ACCESSORS(entry, EntryMap, entry_, entryAttributeId, notifiees_)
+
+private:
+   EntryMap entry_;
+};
+
+class WexIntfEncapHwConfigColl : public Fen::Notifier {
+   FEN_COUNTED_CLASS("WexVlanMapping::WexIntfEncapHwConfigColl")
+
+public:
+   static constexpr Fen::AttributeId configAttributeId = 130;
+   struct FenConfig {
+      static constexpr std::uint32_t salt = 0xE964F61A;
+      using KeyFunktor = ConfigKeyFunktor;
+   };
+   using ConfigMap = Fen::HashMap2018<FenConfig, Ulva::IntfEncap, WexIntfEncapHwConfig>;
+
+   static Fen::Ptr<WexIntfEncapHwConfigColl> WexIntfEncapHwConfigCollIs() {
+      return Fen::fenObjectIs<WexIntfEncapHwConfigColl>();
+   }
+   Fen::FwkType fwkType() const override {
+      return {&wexIntfEncapModule, wexIntfEncapTypeWexIntfEncapHwConfigColl};
+   }
+
+   // config(key), configHas, configIs(value), configDel(key), configDelAll(), configs()
+   FEN_NOTIFYING_COLLECTION_ACCESSORS(config, ConfigMap, config_, configAttributeId, notifiees_)
+
+private:
+   ConfigMap config_;
+};
+
+// Written before the state machines start; notifies nobody.
+class SupportedEncapServiceTypes : public Fen::PtrInterface {
+   FEN_COUNTED_CLASS("WexVlanMapping::SupportedEncapServiceTypes")
+
+public:
+   struct FenEncapServiceType {
+      static constexpr std::uint32_t salt = 0x6A706B8D;
+      using KeyForm = Fen::HashHelper::KeyU32;
+   };
+   using EncapServiceTypeSet = Fen::HashMap2018<FenEncapServiceType, Ulva::ServiceIntfType>;
+
+   static Fen::Ptr<SupportedEncapServiceTypes> SupportedEncapServiceTypesIs() {
+      return Fen::fenObjectIs<SupportedEncapServiceTypes>();
+   }
+   Fen::FwkType fwkType() const override {
+      return {&wexIntfEncapModule, wexIntfEncapTypeSupportedEncapServiceTypes};
+   }
+
+   // encapServiceType(t), encapServiceTypeIs(t), encapServiceTypeDel(t) (true when
+   // it was a member), encapServiceTypeDelAll() in one step
+   FEN_COLLECTION_ACCESSORS(encapServiceType, EncapServiceTypeSet, encapServiceType_)
+
+private:
+   EncapServiceTypeSet encapServiceType_;
+};
+
+Fen::Ptr<WexDynamicIntfEncapColl> wexDynamicIntfEncapCollFactory();
+Fen::Ptr<WexIntfEncapHwConfigColl> wexIntfEncapHwConfigCollFactory();
+Fen::Ptr<SupportedEncapServiceTypes> supportedEncapServiceTypesFactory();
+
+}  // namespace WexVlanMapping

@@ -1,0 +1,109 @@
+// Status of the MACsec proxy: its proxy sub-interfaces (each paired with a patch
+// sub-interface and the VLAN ids of both), and per parent port whether egress
+// carries a single tag. Both collections use the legacy key form; a change of
+// `proxySubIntfStatus` notifies 259, of `proxyIntf` 260, with the key.
+#pragma once
+
+#include <cstdint>
+
+#include "Fen/Accessors.h"
+#include "Fen/Reactor.h"
+#include "Kestin/IntfId.h"
+
+namespace MacsecProxy {
+
+// One proxy sub-interface. The default id stands for a missing sub-interface.
+class MacsecProxySubIntfStatus : public Fen::PtrInterface {
+   FEN_COUNTED_CLASS("MacsecProxy::MacsecProxySubIntfStatus")
+
+public:
+   explicit MacsecProxySubIntfStatus(Kestin::IntfId proxySubIntf) : proxySubIntf_(proxySubIntf) {}
+
+   Kestin::IntfId proxySubIntf() const { return proxySubIntf_; }
+   Kestin::IntfId patchSubIntf() const { return patchSubIntf_; }
+   void patchSubIntfIs(Kestin::IntfId id) { patchSubIntf_ = id; }
+   std::uint16_t patchEncapVid() const { return patchEncapVid_; }
+   void patchEncapVidIs(std::uint16_t vid) { patchEncapVid_ = vid; }
+   std::uint16_t proxyEncapVid() const { return proxyEncapVid_; }
+   void proxyEncapVidIs(std::uint16_t vid) { proxyEncapVid_ = vid; }
+
+private:
+   Kestin::IntfId const proxySubIntf_;
+   Kestin::IntfId patchSubIntf_;
+   std::uint16_t patchEncapVid_ = 0;
+   std::uint16_t proxyEncapVid_ = 0;
+};
+
+// One parent port of proxy sub-interfaces.
+class MacsecProxyIntfStatus : public Fen::PtrInterface {
+   FEN_COUNTED_CLASS("MacsecProxy::MacsecProxyIntfStatus")
+
+public:
+   explicit MacsecProxyIntfStatus(Kestin::IntfId intf) : intf_(intf) {}
+
+   Kestin::IntfId intf() const { return intf_; }
+   bool singleTagEgress() const { return singleTagEgress_; }
+   void singleTagEgressIs(bool v) { singleTagEgress_ = v; }
+
+private:
+   Kestin::IntfId const intf_;
+   bool singleTagEgress_ = false;
+};
+
+class Status : public Fen::Notifier {
+   FEN_COUNTED_CLASS("MacsecProxy::Status")
+
+public:
+   static constexpr Fen::AttributeId proxySubIntfStatusAttributeId = 259;
+   static constexpr Fen::AttributeId proxyIntfAttributeId = 260;
+   struct ProxySubIntfKeyFunktor {
+      Kestin::IntfId operator()(Fen::Ptr<MacsecProxySubIntfStatus> const& s) const {
+         return s->proxySubIntf();
+      }
+   };
+   struct ProxyIntfKeyFunktor {
+      Kestin::IntfId operator()(Fen::Ptr<MacsecProxyIntfStatus> const& s) const {
+         return s->intf();
+      }
+   };
+   struct FenProxySubIntfStatus {
+      static constexpr std::uint32_t salt = 0;
+      using KeyForm = Fen::HashHelper::KeyAndRhashLegacy;
+      using KeyFunktor = ProxySubIntfKeyFunktor;
+   };
+   struct FenProxyIntf {
+      static constexpr std::uint32_t salt = 0;
+      using KeyForm = Fen::HashHelper::KeyAndRhashLegacy;
+      using KeyFunktor = ProxyIntfKeyFunktor;
+   };
+   using ProxySubIntfStatusMap = Fen::HashMap2018<FenProxySubIntfStatus, Kestin::IntfId,
+                                                  Fen::Ptr<MacsecProxySubIntfStatus>>;
+   using ProxyIntfMap =
+       Fen::HashMap2018<FenProxyIntf, Kestin::IntfId, Fen::Ptr<MacsecProxyIntfStatus>>;
+
+   static Fen::Ptr<Status> StatusIs() { return Fen::fenObjectIs<Status>(); }
+
+   // proxySubIntfStatusIs(id) creates the entry (or returns it); fields are set on
+   // the returned object, then `proxySubIntfStatusChanged(id)` announces them.
+   FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(proxySubIntfStatus, ProxySubIntfStatusMap,
+                                            proxySubIntfStatus_, MacsecProxySubIntfStatus,
+                                            proxySubIntfStatusAttributeId, notifiees_)
+   FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(proxyIntf, ProxyIntfMap, proxyIntf_,
+                                            MacsecProxyIntfStatus, proxyIntfAttributeId,
+                                            notifiees_)
+   // Announces a change made in place to the fields of a member.
+   void proxySubIntfStatusChanged(Kestin::IntfId proxySubIntf) const {
+      notifiees_.visit(proxySubIntfStatusAttributeId, &proxySubIntf);
+   }
+   void proxyIntfChanged(Kestin::IntfId intf) const {
+      notifiees_.visit(proxyIntfAttributeId, &intf);
+   }
+
+private:
+   ProxySubIntfStatusMap proxySubIntfStatus_;
+   ProxyIntfMap proxyIntf_;
+};
+
+Fen::Ptr<Status> statusFactory();
+
+}  // namespace MacsecProxy

@@ -1,0 +1,57 @@
+// Ulva::ServiceIntfType and Ulva::ServiceIntfFwdInfo: how a service interface
+// forwards.
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+
+#include "Fen/Hash.h"
+#include "Kestin/IntfId.h"
+
+namespace Ulva {
+
+// The kind of a service. Values 0 and 2 are what the multiplexer tests for; any
+// value may be supported by a platform.
+enum ServiceIntfType : std::uint8_t {
+   serviceIntfTypeDefault = 0,
+   serviceIntfTypeTunnel = 1,
+   serviceIntfTypeSubIntf = 2,
+   serviceIntfTypePseudowire = 3,
+};
+
+std::ostream& operator<<(std::ostream& os, ServiceIntfType t);
+
+// The forwarding record of a service interface, copied whole. `fwdData` is
+// opaque to this system, except that 0 means nothing to forward to.
+class ServiceIntfFwdInfo {
+public:
+   ServiceIntfFwdInfo() = default;
+   explicit ServiceIntfFwdInfo(Kestin::IntfId serviceIntf) : serviceIntf_(serviceIntf) {}
+
+   // The key in Ulva::ServiceIntfFwdInfoColl.
+   Kestin::IntfId serviceIntf() const { return serviceIntf_; }
+   ServiceIntfType serviceType() const { return serviceType_; }
+   void serviceTypeIs(ServiceIntfType t) { serviceType_ = t; }
+   std::uint16_t fwdData() const { return fwdData_; }
+   void fwdDataIs(std::uint16_t d) { fwdData_ = d; }
+
+   bool operator==(ServiceIntfFwdInfo const& o) const {
+      return serviceIntf_ == o.serviceIntf_ && serviceType_ == o.serviceType_ &&
+             fwdData_ == o.fwdData_;
+   }
+   std::uint32_t hash(std::uint32_t seed) const {
+      Fen::Hash h(seed);
+      h.hashMix<8>(serviceIntf_.value());
+      h.hashMix<4>((std::uint32_t{serviceType_} << 16) | fwdData_);
+      return h.result();
+   }
+
+private:
+   Kestin::IntfId serviceIntf_;
+   ServiceIntfType serviceType_ = serviceIntfTypeDefault;
+   std::uint16_t fwdData_ = 0;
+};
+
+std::ostream& operator<<(std::ostream& os, ServiceIntfFwdInfo const& info);
+
+}  // namespace Ulva
