@@ -1,16 +1,585 @@
 #include "WexVlanMapping/WexIntfEncapSm.h"
 
+#include "Fen/Assert.h"
+#include "Gantry/Trace.h"
 #include "WexVlanMapping/WexIntfEncapSmModule.h"
 
 namespace WexVlanMapping {
 
+using Kestin::EthIntfId;
+using Kestin::PortChannelIntfId;
+
 Fen::FenModule const wexIntfEncapSmModule{"WexIntfEncapSm"};
 
 namespace {
-// Publishes the unit's types when the library is loaded.
+
+FEN_TRACE_UNIT("WexIntfEncapSm");
+
+// Publishes the unit's types when the library is loaded. The "ns-" string is the
+// unit's namespace tag of the runtime; nothing here reads it.
+Fen::String const nsTag("ns-");
 struct ModulePublisher {
    ModulePublisher() { Fen::fenModuleIs(&wexIntfEncapSmModule); }
 } const modulePublisher;
+
+Kestin::IntfId const noIntf;
+WexIntfEncapHwConfig const noHwConfig;
+
+// The encap of `port` with the tags of `encap`.
+Ulva::IntfEncap portEncapOf(Kestin::IntfId port, Ulva::IntfEncap const& encap) {
+   return Ulva::IntfEncap(port, encap.encap());
+}
+
+// A copy of `config` with another key, LAG and retry count; egress encap, source
+// and forwarding information stay.
+WexIntfEncapHwConfig reKeyed(WexIntfEncapHwConfig const& config, Ulva::IntfEncap const& key,
+                             Kestin::IntfId lagId, std::uint32_t retryCnt) {
+   WexIntfEncapHwConfig c(key, config.fwdInfo(), lagId);
+   c.egressEncapIs(config.egressEncap());
+   c.sourceIs(config.source());
+   c.retryCntIs(retryCnt);
+   return c;
+}
+
+// A copy of the member list of `lag` (an empty list for an unknown LAG): walked
+// or trimmed without disturbing the shared table.
+Wex::WexLagPortList lagPortsOf(Wex::WexCommonSmData const& wcsd, Kestin::IntfId lag) {
+   return wcsd.lagToPort(lag);
+}
+
+// Walks the keys of `map` with an iterator that survives changes of the map.
+template <class Map, class Fn>
+void forEachKey(Map const& map, Fn&& fn) {
+   for (typename Map::IteratorConst it(map); it; it.advance()) {
+      typename Map::KeyType const key = it.key();
+      fn(key);
+   }
+}
+
 }  // namespace
+
+Fen::FwkType WexPortEncapHwConfigList::fwkType() const {
+   return {&wexIntfEncapSmModule, wexIntfEncapSmTypeWexPortEncapHwConfigList};
+}
+
+// ---- frame ------------------------------------------------------------------
+
+Fen::Ptr<WexIntfEncapSm> WexIntfEncapSm::WexIntfEncapSmIs(
+    Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
+    Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
+    Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
+    Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
+    Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
+    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus) {
+   return Fen::fenObjectIs<WexIntfEncapSm>(wcsd, serviceIntfFwdInfo, serviceIntfHwStatus,
+                                           intfEncapServiceIntf, intfEncapHwStatus,
+                                           remoteEncapHwStatus);
+}
+
+WexIntfEncapSm::WexIntfEncapSm(
+    Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
+    Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
+    Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
+    Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
+    Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
+    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus)
+    : serviceIntfHwStatus_(serviceIntfHwStatus), intfEncapHwStatus_(intfEncapHwStatus) {
+   // Reactors in attribute order; no handler runs during construction.
+   wcsd_.reactorIs(wcsd, this);
+   serviceIntfFwdInfo_.reactorIs(serviceIntfFwdInfo, this);
+   intfEncapServiceIntf_.reactorIs(intfEncapServiceIntf, this);
+   remoteEncapHwStatus_.reactorIs(remoteEncapHwStatus, this);
+}
+
+WexIntfEncapSm::~WexIntfEncapSm() {
+   fenTeardownReactors();
+   hwStatusColl_ = nullptr;
+   hwConfigColl_ = nullptr;
+   portToHwConfigList_.memberDelAll();
+   lagHwStatusDecoder_.memberDelAll();
+   svcHwStatusDecoder_.memberDelAll();
+}
+
+Fen::FwkType WexIntfEncapSm::fwkType() const {
+   return {&wexIntfEncapSmModule, wexIntfEncapSmTypeWexIntfEncapSm};
+}
+
+Ulva::IntfEncapHwStatus WexIntfEncapSm::platformAddHwConfig(WexIntfEncapHwConfig const&) {
+   FEN_ASSERT(0 && "platformAddHwConfig not implemented");
+   return Ulva::hwStatusFailed;
+}
+
+void WexIntfEncapSm::platformDeleteHwConfig(WexIntfEncapHwConfig const&) {
+   FEN_ASSERT(0 && "platformDeleteHwConfig not implemented");
+}
+
+Fen::Ptr<Ulva::IntfEncapHwStatusColl> WexIntfEncapSm::hwStatusCollIs(Fen::String const& name) {
+   if (hwStatusColl_ && hwStatusColl_->name() == name) return hwStatusColl_;
+   hwStatusColl_ = Ulva::intfEncapHwStatusCollFactory(name);
+   return hwStatusColl_;
+}
+
+Fen::Ptr<Ulva::IntfEncapHwStatusColl> WexIntfEncapSm::hwStatusCollDel() {
+   return std::exchange(hwStatusColl_, nullptr);
+}
+
+Fen::Ptr<WexIntfEncapHwConfigColl> WexIntfEncapSm::hwConfigCollIs() {
+   if (!hwConfigColl_) hwConfigColl_ = wexIntfEncapHwConfigCollFactory();
+   return hwConfigColl_;
+}
+
+Fen::Ptr<WexIntfEncapHwConfigColl> WexIntfEncapSm::hwConfigCollDel() {
+   return std::exchange(hwConfigColl_, nullptr);
+}
+
+void WexIntfEncapSm::dynamicIntfEncapIs(Fen::Ptr<WexDynamicIntfEncapColl const> const& coll) {
+   dynamicIntfEncap_.notifierIs(this, coll);
+}
+
+Fen::Ptr<WexDynamicIntfEncapColl const> WexIntfEncapSm::dynamicIntfEncapDel() {
+   return dynamicIntfEncap_.notifierDel(this);
+}
+
+void WexIntfEncapSm::handleInitialized() {
+   GANTRY_TRACE(8, "WexIntfEncapSm::handleInitialized: ");
+   FEN_ASSERT(wcsd());
+   FEN_ASSERT(serviceIntfFwdInfo());
+   FEN_ASSERT(serviceIntfHwStatus());
+   FEN_ASSERT(intfEncapServiceIntf());
+   FEN_ASSERT(intfEncapHwStatus());
+   hwConfigCollIs();
+   hwStatusCollIs("encapHwStatus");
+   hwConfigColl()->configDelAll();
+   hwStatusColl()->hwStatusDelAll();
+   // retryNeeded and portDown stay: a port reported down stays down.
+   portToHwConfigListDelAll();
+   lagHwStatusDecoderDelAll();
+   portToLagCachedDelAll();
+   svcHwStatusDecoderDelAll();
+   intfEncapSvcIntfCachedDelAll();
+   // A restart starts from nothing published.
+   intfEncapHwStatus()->hwStatusDelAll();
+   serviceIntfHwStatus()->hwStatusDelAll();
+   initialized_ = true;
+   // Only the cache: no config exists yet for a port to move.
+   forEachKey(wcsd()->portToLagMap(),
+              [this](Kestin::IntfId port) { portToLagCachedIs(port, wcsd()->portToLag(port)); });
+   // Dynamic encaps first: an encap in both inputs comes up in its dynamic form.
+   if (dynamicIntfEncap()) handleDynamicIntfEncap();
+   forEachKey(intfEncapServiceIntf()->serviceIntfMap(),
+              [this](Ulva::IntfEncap const& key) { updateHwConfig(key); });
+   forEachKey(serviceIntfFwdInfo()->fwdInfoMap(),
+              [this](Kestin::IntfId key) { updateSvcIntfHwStatus(key); });
+}
+
+// ---- derivation ---------------------------------------------------------------
+
+void WexIntfEncapSm::handleIntfEncapServiceIntf(Ulva::IntfEncap const& intfEncap) {
+   bool const isDel = !intfEncapServiceIntf()->serviceIntfHas(intfEncap);
+   GANTRY_TRACE(8, "WexIntfEncapSm::handleIntfEncapServiceIntf: (%s, %s:%s, %s:%s) isDel:%s",
+                GANTRY_ENCAP(intfEncap), isDel);
+   updateHwConfig(intfEncap);
+}
+
+void WexIntfEncapSm::handleDynamicIntfEncap(Ulva::IntfEncap const& intfEncap) {
+   bool const isDel = !dynamicIntfEncap()->entryHas(intfEncap);
+   GANTRY_TRACE(8, "WexIntfEncapSm::handleDynamicIntfEncap: (%s, %s:%s, %s:%s) isDel:%s",
+                GANTRY_ENCAP(intfEncap), isDel);
+   updateHwConfig(intfEncap);
+}
+
+void WexIntfEncapSm::handleDynamicIntfEncap() {
+   FEN_ASSERT(dynamicIntfEncap());
+   if (!initialized_) return;
+   // Hold the collection: a handler may detach it during the sweep.
+   Fen::Ptr<WexDynamicIntfEncapColl const> const coll(dynamicIntfEncap());
+   forEachKey(coll->entryMap(),
+              [this](Ulva::IntfEncap const& key) { handleDynamicIntfEncap(key); });
+}
+
+void WexIntfEncapSm::handleServiceIntfFwdInfo(Kestin::IntfId intfId) {
+   bool const isDel = !serviceIntfFwdInfo()->fwdInfoHas(intfId);
+   GANTRY_TRACE(8, "WexIntfEncapSm::handleServiceIntfFwdInfo: %s isDel:%s", intfId.stringValue(),
+                isDel);
+   // The whole record, to the text trace only.
+   if (!isDel && _defaultTraceHandle().levelEnabled(8)) {
+      Fen::TraceHelper(_defaultTraceHandle(), 8, __FILE__, __LINE__, "handleServiceIntfFwdInfo")
+          << "WexIntfEncapSm::handleServiceIntfFwdInfo: " << "   "
+          << serviceIntfFwdInfo()->fwdInfo(intfId);
+   }
+   // The decoder doubles as the index from a service interface to its encaps.
+   Fen::Ptr<WexEncapHwStatusDecoder> const decoder = svcHwStatusDecoder(serviceEncap(intfId));
+   if (decoder) {
+      forEachKey(decoder->hwStatusMap(), [this](Ulva::IntfEncap const& key) { updateHwConfig(key); });
+   }
+   updateSvcIntfHwStatus(intfId);
+}
+
+void WexIntfEncapSm::updateHwConfig(Ulva::IntfEncap const& intfEncap) {
+   // 1-4: what is wanted, a dynamic entry winning over the static one field by field.
+   Ulva::VlanTagEncap egressEncap = intfEncap.encap();
+   Kestin::IntfId serviceIntf = intfEncapServiceIntf()->serviceIntf(intfEncap);
+   WexIntfEncapSource source = staticEncap;
+   if (WexDynamicIntfEncapColl const* dynamic = dynamicIntfEncap()) {
+      WexDynamicIntfEncapInfo const info = dynamic->entry(intfEncap);
+      if (!(info == WexDynamicIntfEncapInfo())) {
+         egressEncap = info.egressEncap();
+         source = info.source();
+         serviceIntf = info.serviceIntf();
+      }
+   }
+   // 5-7: the config as it should be.
+   Ulva::ServiceIntfFwdInfo const fwdInfo = serviceIntfFwdInfo()->fwdInfo(serviceIntf);
+   Kestin::IntfId const lagId =
+       PortChannelIntfId::isPortChannelIntfId(intfEncap.intfId()) ? intfEncap.intfId() : noIntf;
+   WexIntfEncapHwConfig wanted(intfEncap, fwdInfo, lagId);
+   wanted.egressEncapIs(egressEncap);
+   wanted.sourceIs(source);
+   // 8: leave the former service aggregate.
+   Kestin::IntfId const oldSvc = intfEncapSvcIntfCached(intfEncap);
+   if (oldSvc != serviceIntf && oldSvc != noIntf) {
+      svcHwStatusDecoderIs(serviceEncap(oldSvc))->removeMember(intfEncap);
+      updateSvcIntfHwStatus(oldSvc);
+   }
+   // 9: join the new one; a new member starts as failed.
+   if (serviceIntf != noIntf) {
+      Fen::Ptr<WexEncapHwStatusDecoder> const decoder =
+          svcHwStatusDecoderIs(serviceEncap(serviceIntf));
+      if (!decoder->hwStatusHas(intfEncap)) decoder->updateMember(intfEncap, Ulva::hwStatusFailed);
+      intfEncapSvcIntfCachedIs(intfEncap, serviceIntf);
+   } else {
+      intfEncapSvcIntfCachedDel(intfEncap);
+   }
+   // 10-12: any difference is a delete and an add; fwdData 0 forwards nowhere.
+   WexIntfEncapHwConfig const old = getHwConfig(intfEncap);
+   if (!(old == wanted)) {
+      if (!(old == noHwConfig)) doDeleteHwConfig(old);
+      if (wanted.fwdInfo().fwdData() != 0) doAddHwConfig(wanted);
+   }
+   // 13-14
+   updateEncapHwStatus(intfEncap);
+   if (serviceIntf != noIntf) updateSvcIntfHwStatus(serviceIntf);
+}
+
+// ---- adding and deleting configs ----------------------------------------------
+
+void WexIntfEncapSm::doAddHwConfig(WexIntfEncapHwConfig const& hwConfig) {
+   Kestin::IntfId const intf = hwConfig.intfEncap().intfId();
+   // The wanted config is recorded first, whatever happens next.
+   portToHwConfigListIs(intf)->hwConfigIs(hwConfig);
+   // A port in a LAG does not program its own configs.
+   if (!wcsd()->portToLagHas(intf)) doAddPortHwConfig(hwConfig);
+   if (hwConfig.isLag()) {
+      Wex::WexLagPortList const ports = lagPortsOf(*wcsd(), hwConfig.lagId());
+      forEachKey(ports.portMap(), [&](Kestin::IntfId port) {
+         doAddPortHwConfig(
+             reKeyed(hwConfig, portEncapOf(port, hwConfig.intfEncap()), hwConfig.lagId(), 0));
+      });
+   }
+}
+
+void WexIntfEncapSm::doDeleteHwConfig(WexIntfEncapHwConfig const& hwConfig) {
+   Ulva::IntfEncap const intfEncap = hwConfig.intfEncap();
+   Kestin::IntfId const intf = intfEncap.intfId();
+   // Members before the LAG: the reverse of the add.
+   if (hwConfig.isLag()) {
+      Wex::WexLagPortList const ports = lagPortsOf(*wcsd(), hwConfig.lagId());
+      forEachKey(ports.portMap(), [&](Kestin::IntfId port) {
+         doDeletePortHwConfig(portEncapOf(port, intfEncap));
+      });
+      lagHwStatusDecoderDel(intfEncap);
+   }
+   if (!wcsd()->portToLagHas(intf)) doDeletePortHwConfig(intfEncap);
+   // Only called with a config that getHwConfig found, so the list exists.
+   Fen::Ptr<WexPortEncapHwConfigList> const list = portToHwConfigList(intf);
+   list->hwConfigDel(intfEncap);
+   if (list->hwConfigs() == 0) portToHwConfigListDel(intf);
+}
+
+// ---- per-port configs ------------------------------------------------------------
+
+WexIntfEncapHwConfig WexIntfEncapSm::getHwConfig(Ulva::IntfEncap const& intfEncap) const {
+   auto const* list = portToHwConfigList_[intfEncap.intfId()];
+   if (!list || !*list) return WexIntfEncapHwConfig();
+   return (*list)->hwConfig(intfEncap);
+}
+
+void WexIntfEncapSm::doAddPortHwConfig(WexIntfEncapHwConfig const& portHwConfig) {
+   Ulva::IntfEncap const portEncap = portHwConfig.intfEncap();
+   // A port that is down keeps no config: an add takes out what was there.
+   if (portDown(portEncap.intfId())) {
+      GANTRY_TRACE(7,
+                   "WexIntfEncapSm::doAddPortHwConfig: (%s, %s:%s, %s:%s), ignored due to "
+                   "platform port down",
+                   GANTRY_ENCAP(portEncap));
+      doDeletePortHwConfig(portEncap);
+      return;
+   }
+   // Nothing is programmed twice.
+   if (hwConfigColl()->config(portEncap) == portHwConfig) return;
+   GANTRY_TRACE(7, "WexIntfEncapSm::doAddPortHwConfig: (%s, %s:%s, %s:%s) lagId:%s",
+                GANTRY_ENCAP(portEncap), portHwConfig.lagId().stringValue());
+   // Stored before the hook runs: the platform's view may read it.
+   hwConfigColl()->configIs(portHwConfig);
+   Ulva::IntfEncapHwStatus const status = platformAddHwConfig(portHwConfig);
+   hwStatusColl()->hwStatusIs(portEncap, status);
+   if (portHwConfig.isLagMember()) {
+      lagHwStatusDecoderIs(portHwConfig.parentIntfEncap())->updateMember(portEncap, status);
+   }
+}
+
+void WexIntfEncapSm::doDeletePortHwConfig(Ulva::IntfEncap const& portEncap) {
+   WexIntfEncapHwConfig const old = hwConfigColl()->configDel(portEncap);
+   if (!(old == noHwConfig)) {
+      GANTRY_TRACE(7, "WexIntfEncapSm::doDeletePortHwConfig: (%s, %s:%s, %s:%s)",
+                   GANTRY_ENCAP(portEncap));
+      platformDeleteHwConfig(old);
+   }
+   // Also wipes a status reported for an encap that was never programmed.
+   hwStatusColl()->hwStatusDel(portEncap);
+}
+
+// ---- status rollup -----------------------------------------------------------------
+
+void WexIntfEncapSm::updateEncapHwStatus(Ulva::IntfEncap const& intfEncap) {
+   Ulva::IntfEncap rollupEncap = intfEncap;
+   Ulva::IntfEncapHwStatus newStatus = hwStatusColl()->hwStatus(intfEncap);
+   WexIntfEncapHwConfigColl const& configs = *hwConfigColl();
+   // 2: retry bookkeeping, on the encap itself.
+   if (hwStatusColl()->hwStatusHas(intfEncap) && newStatus == Ulva::hwStatusNotReady &&
+       configs.configHas(intfEncap) && !(configs.config(intfEncap) == noHwConfig)) {
+      retryNeededIs(intfEncap);
+   } else {
+      retryNeededDel(intfEncap);
+   }
+   Kestin::IntfId const lagId = portToLagCached(intfEncap.intfId());
+   if (lagId != noIntf) {
+      // 4: a port in a LAG folds into the LAG encap; its own encap is never published.
+      Ulva::IntfEncap const lagEncap = portEncapOf(lagId, intfEncap);
+      Fen::Ptr<WexEncapHwStatusDecoder> const decoder = lagHwStatusDecoderIs(lagEncap);
+      if (configs.configHas(intfEncap)) {
+         decoder->updateMember(intfEncap, newStatus);
+         if (configs.configHas(lagEncap)) {
+            decoder->updateMember(lagEncap, hwStatusColl()->hwStatus(lagEncap));
+         }
+      } else {
+         decoder->removeMember(intfEncap);
+         Wex::WexLagPortList others = lagPortsOf(*wcsd(), lagId);
+         others.portDel(intfEncap.intfId());
+         if (others.ports() == 0) decoder->removeMember(lagEncap);
+      }
+      rollupEncap = lagEncap;
+      newStatus = decoder->aggrHwStatus(lagPartialHwSuccess);
+   } else if (PortChannelIntfId::isPortChannelIntfId(rollupEncap.intfId())) {
+      // 5: a LAG's own encap counts only while it has ports.
+      Fen::Ptr<WexEncapHwStatusDecoder> const decoder = lagHwStatusDecoderIs(rollupEncap);
+      Wex::WexLagPortList const ports = lagPortsOf(*wcsd(), rollupEncap.intfId());
+      if (configs.configHas(rollupEncap) && ports.ports() != 0) {
+         decoder->updateMember(rollupEncap, newStatus);
+      } else {
+         decoder->removeMember(rollupEncap);
+      }
+      newStatus = decoder->aggrHwStatus(lagPartialHwSuccess);
+   } else {
+      newStatus = hwStatusColl()->hwStatus(rollupEncap);
+   }
+   // 7: no derivable config, no way up.
+   if (getHwConfig(rollupEncap) == noHwConfig) newStatus = Ulva::hwStatusFailed;
+   // 8: the remote side can lower the status, never raise it.
+   if (Ulva::IntfEncapHwStatusColl const* remote = remoteEncapHwStatus()) {
+      Ulva::IntfEncapHwStatus const remoteStatus = remote->hwStatus(rollupEncap);
+      if (newStatus > remoteStatus) {
+         newStatus = remoteStatus;
+         GANTRY_TRACE(7, "WexIntfEncapSm::updateEncapHwStatus: (%s, %s:%s, %s:%s) use remote hwStatus %s",
+                      GANTRY_ENCAP(rollupEncap), remoteStatus);
+      }
+   }
+   // 9-10: only statically wanted encaps with a service interface are published.
+   Kestin::IntfId const svcIntf = intfEncapServiceIntf()->serviceIntf(rollupEncap);
+   if (svcIntf == noIntf) {
+      if (intfEncapHwStatus()->hwStatusHas(rollupEncap)) {
+         GANTRY_TRACE(7, "WexIntfEncapSm::updateEncapHwStatus: (%s, %s:%s, %s:%s) deleting hwStatus",
+                      GANTRY_ENCAP(rollupEncap));
+      }
+      intfEncapHwStatus()->hwStatusDel(rollupEncap);
+      return;
+   }
+   // 11: the encap first, then its service decoder, then the service.
+   intfEncapHwStatus()->hwStatusIs(rollupEncap, newStatus);
+   GANTRY_TRACE(7, "WexIntfEncapSm::updateEncapHwStatus: (%s, %s:%s, %s:%s) hwStatus %s",
+                GANTRY_ENCAP(rollupEncap), newStatus);
+   svcHwStatusDecoderIs(serviceEncap(svcIntf))->updateMember(rollupEncap, newStatus);
+   updateSvcIntfHwStatus(svcIntf);
+}
+
+void WexIntfEncapSm::updateSvcIntfHwStatus(Kestin::IntfId svcIntf) {
+   Ulva::IntfEncap const svcKey = serviceEncap(svcIntf);
+   Fen::Ptr<WexEncapHwStatusDecoder> const decoder = svcHwStatusDecoder(svcKey);
+   if (serviceIntfFwdInfo()->fwdInfoHas(svcIntf)) {
+      Ulva::IntfEncapHwStatus const status =
+          decoder ? decoder->aggrHwStatus(svcPartialHwSuccess) : Ulva::hwStatusFailed;
+      serviceIntfHwStatus()->hwStatusIs(svcIntf, status);
+      GANTRY_TRACE(7, "WexIntfEncapSm::updateSvcIntfHwStatus: %s hwStatus %s", svcIntf.stringValue(),
+                   status);
+      return;
+   }
+   if (serviceIntfHwStatus()->hwStatusHas(svcIntf)) {
+      GANTRY_TRACE(7, "WexIntfEncapSm::updateSvcIntfHwStatus: %s deleting hwStatus",
+                   svcIntf.stringValue());
+   }
+   serviceIntfHwStatus()->hwStatusDel(svcIntf);
+   // A decoder that still has members stays until a later call finds it empty.
+   if (decoder && decoder->hwStatusCount() == 0) svcHwStatusDecoderDel(svcKey);
+}
+
+// ---- platform status and retry ---------------------------------------------------
+
+void WexIntfEncapSm::platformEncapHwStatusIs(Ulva::IntfEncap const& intfEncap,
+                                             Ulva::IntfEncapHwStatus hwStatus) {
+   GANTRY_TRACE(8, "WexIntfEncapSm::platformEncapHwStatusIs: (%s, %s:%s, %s:%s) hwStatus:%s",
+                GANTRY_ENCAP(intfEncap), hwStatus);
+   FEN_ASSERT(EthIntfId::isEthIntfId( intfEncap.intfId() ) || PortChannelIntfId::isPortChannelIntfId( intfEncap.intfId() ));
+   hwStatusColl()->hwStatusIs(intfEncap, hwStatus);
+   updateEncapHwStatus(intfEncap);
+}
+
+void WexIntfEncapSm::handleHwConfigRetry() {
+   GANTRY_TRACE(8, "WexIntfEncapSm::handleHwConfigRetry: ");
+   forEachKey(retryNeeded_, [this](Ulva::IntfEncap const& encap) {
+      WexIntfEncapHwConfig hwConfig = hwConfigColl()->config(encap);
+      if (hwStatusColl()->hwStatusHas(encap) &&
+          hwStatusColl()->hwStatus(encap) == Ulva::hwStatusNotReady && !(hwConfig == noHwConfig)) {
+         hwConfig.retryCntInc(1);
+         hwConfigColl()->configIs(hwConfig);
+         // The answer waits for the platform's next report.
+         (void)platformAddHwConfig(hwConfig);
+      } else {
+         retryNeededDel(encap);
+      }
+   });
+}
+
+// ---- port down and reinitialisation ------------------------------------------------
+
+void WexIntfEncapSm::platformPortDownIs(Kestin::IntfId port, bool portIsDown) {
+   if (!EthIntfId::isEthIntfId(port)) return;
+   if (portDownHas(port) && portDown(port) == portIsDown) return;
+   GANTRY_TRACE(8, "WexIntfEncapSm::platformPortDownIs: %s portIsDown: %s", port.stringValue(),
+                portIsDown);
+   // Stored before any config moves: doAddPortHwConfig consults it.
+   portDownIs(port, portIsDown);
+   Kestin::IntfId owner = wcsd()->portToLag(port);
+   if (owner == noIntf) owner = port;
+   Fen::Ptr<WexPortEncapHwConfigList> const list = portToHwConfigList(owner);
+   if (!list) return;
+   GANTRY_TRACE(8, "WexIntfEncapSm::platformPortDownIs: numHwConfigs: %s", list->hwConfigs());
+   forEachKey(list->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
+      WexIntfEncapHwConfig const hwConfig = list->hwConfig(key);
+      Ulva::IntfEncap const portEncap = portEncapOf(port, hwConfig.intfEncap());
+      if (portIsDown) {
+         doDeletePortHwConfig(portEncap);
+      } else {
+         // Without the delete, the old record would look programmed already.
+         hwConfigColl()->configDel(portEncap);
+         doAddPortHwConfig(reKeyed(hwConfig, portEncap, hwConfig.lagId(), 0));
+      }
+      updateEncapHwStatus(portEncap);
+   });
+}
+
+void WexIntfEncapSm::reinitAllHwConfig() {
+   GANTRY_TRACE(8, "WexIntfEncapSm::reinitAllHwConfig: ");
+   forEachKey(hwConfigColl()->configMap(), [this](Ulva::IntfEncap const& key) {
+      WexIntfEncapHwConfig const hwConfig = hwConfigColl()->config(key);
+      doDeletePortHwConfig(hwConfig.intfEncap());
+      doAddPortHwConfig(hwConfig);
+      updateEncapHwStatus(hwConfig.intfEncap());
+   });
+}
+
+// ---- LAG membership ------------------------------------------------------------------
+
+void WexIntfEncapSm::handlePortToLag(Kestin::IntfId port) {
+   bool const isDel = !wcsd()->portToLagHas(port);
+   GANTRY_TRACE(8, "WexIntfEncapSm::handlePortToLag: %s isDel:%s", port.stringValue(), isDel);
+   if (isDel) {
+      doDeletePortFromLag(port);
+   } else {
+      doAddPortToLag(port);
+   }
+}
+
+void WexIntfEncapSm::doAddPortToLag(Kestin::IntfId port) {
+   Kestin::IntfId const lagId = wcsd()->portToLag(port);
+   FEN_ASSERT(PortChannelIntfId::isPortChannelIntfId( lagId ));
+   // A move between LAGs is a full leave and a full join.
+   Kestin::IntfId const cachedLag = portToLagCached(port);
+   if (portToLagCachedHas(port) && cachedLag != lagId) {
+      GANTRY_TRACE(7, "WexIntfEncapSm::doAddPortToLag:  remove port:%s from LAG:%s",
+                   port.stringValue(), cachedLag.stringValue());
+      doDeletePortFromLag(port);
+   }
+   // Before any config moves, so that the rollups fold into the new LAG.
+   portToLagCachedIs(port, lagId);
+   if (Fen::Ptr<WexPortEncapHwConfigList> const own = portToHwConfigList(port)) {
+      GANTRY_TRACE(7, "WexIntfEncapSm::doAddPortToLag: %s, removing old eth port h/w configs",
+                   port.stringValue());
+      forEachKey(own->hwConfigMap(), [this](Ulva::IntfEncap const& key) {
+         doDeletePortHwConfig(key);
+         updateEncapHwStatus(key);
+      });
+   }
+   Fen::Ptr<WexPortEncapHwConfigList> const lagList = portToHwConfigList(lagId);
+   if (!lagList) return;
+   GANTRY_TRACE(7, "WexIntfEncapSm::doAddPortToLag: %s, adding new port h/w configs from lag %s",
+                port.stringValue(), lagId.stringValue());
+   forEachKey(lagList->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
+      WexIntfEncapHwConfig const hwConfig = lagList->hwConfig(key);
+      Ulva::IntfEncap const portEncap = portEncapOf(port, hwConfig.intfEncap());
+      doAddPortHwConfig(reKeyed(hwConfig, portEncap, lagId, 0));
+      updateEncapHwStatus(portEncap);
+   });
+}
+
+void WexIntfEncapSm::doDeletePortFromLag(Kestin::IntfId port) {
+   Kestin::IntfId const lagId = portToLagCached(port);
+   FEN_ASSERT(PortChannelIntfId::isPortChannelIntfId( lagId ));
+   if (Fen::Ptr<WexPortEncapHwConfigList> const lagList = portToHwConfigList(lagId)) {
+      GANTRY_TRACE(7, "WexIntfEncapSm::doDeletePortFromLag: %s, removing h/w configs from lag %s",
+                   port.stringValue(), lagId.stringValue());
+      forEachKey(lagList->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
+         Ulva::IntfEncap const portEncap = portEncapOf(port, lagList->hwConfig(key).intfEncap());
+         doDeletePortHwConfig(portEncap);
+         // The cache still names the LAG: the member leaves its decoder.
+         updateEncapHwStatus(portEncap);
+      });
+   }
+   portToLagCachedDel(port);
+   if (Fen::Ptr<WexPortEncapHwConfigList> const own = portToHwConfigList(port)) {
+      GANTRY_TRACE(7, "WexIntfEncapSm::doDeletePortFromLag: %s, adding old eth port h/w configs",
+                   port.stringValue());
+      forEachKey(own->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
+         WexIntfEncapHwConfig const hwConfig = own->hwConfig(key);
+         doAddPortHwConfig(hwConfig);
+         updateEncapHwStatus(hwConfig.intfEncap());
+      });
+   }
+}
+
+// ---- remote status -----------------------------------------------------------------
+
+void WexIntfEncapSm::handleRemoteEncapHwStatus(Ulva::IntfEncap const& intfEncap) {
+   bool const isDel = !remoteEncapHwStatus()->hwStatusHas(intfEncap);
+   GANTRY_TRACE(8, "WexIntfEncapSm::handleRemoteEncapHwStatus: (%s, %s:%s, %s:%s) isDel:%s",
+                GANTRY_ENCAP(intfEncap), isDel);
+   if (portToLagCached(intfEncap.intfId()) == noIntf) {
+      updateEncapHwStatus(intfEncap);
+      return;
+   }
+   GANTRY_TRACE(7,
+                "WexIntfEncapSm::handleRemoteEncapHwStatus: (%s, %s:%s, %s:%s) uses lag member "
+                "port, skipping",
+                GANTRY_ENCAP(intfEncap));
+}
 
 }  // namespace WexVlanMapping

@@ -99,51 +99,51 @@ typename Map::ValueType memberFindOrCreate(Map& map, Notify const& notify,
 
 }  // namespace Fen
 
-#define FEN_COLLECTION_ACCESSORS_WITH(x, Map, field, notify)                             \
-   ::Fen::MemberValueOf<Map> x(Map::KeyType const& key) const { return field.get(key); } \
-   bool x##Has(Map::KeyType const& key) const { return field.has(key); }                \
+#define FEN_COLLECTION_ACCESSORS_WITH(x, MapT, field, notify)                             \
+   ::Fen::MemberValueOf<MapT> x(MapT::KeyType const& key) const { return field.get(key); } \
+   bool x##Has(MapT::KeyType const& key) const { return field.has(key); }                \
    template <class... A>                                                                 \
-   auto x##Is(A const&... args)->decltype(void(std::declval<Map&>().memberIs(args...))) { \
+   auto x##Is(A const&... args)->decltype(void(std::declval<MapT&>().memberIs(args...))) { \
       ::Fen::memberIsNotifying(field, notify, args...);                                  \
    }                                                                                     \
-   auto x##Del(Map::KeyType const& key) {                                                \
+   auto x##Del(MapT::KeyType const& key) {                                                \
       return ::Fen::memberDelNotifying(field, notify, key);                              \
    }                                                                                     \
    void x##DelAll() {                                                                    \
       ::Fen::memberDelAll(field, notify, [this](auto const& key) { (void)x##Del(key); }); \
    }                                                                                     \
    std::uint32_t x##s() const { return static_cast<std::uint32_t>(field.size()); }       \
-   Map const& x##Map() const { return field; }
+   MapT const& x##Map() const { return field; }
 
 // A collection without notification.
-#define FEN_COLLECTION_ACCESSORS(x, Map, field) \
-   FEN_COLLECTION_ACCESSORS_WITH(x, Map, field, ::Fen::NoNotify{})
+#define FEN_COLLECTION_ACCESSORS(x, MapT, field) \
+   FEN_COLLECTION_ACCESSORS_WITH(x, MapT, field, ::Fen::NoNotify{})
 
 // A collection whose changes notify `attributeId` through the list `notifiees`.
-#define FEN_NOTIFYING_COLLECTION_ACCESSORS(x, Map, field, attributeId, notifiees) \
-   FEN_COLLECTION_ACCESSORS_WITH(x, Map, field, (::Fen::NotifyVia{notifiees, attributeId}))
+#define FEN_NOTIFYING_COLLECTION_ACCESSORS(x, MapT, field, attributeId, notifiees) \
+   FEN_COLLECTION_ACCESSORS_WITH(x, MapT, field, (::Fen::NotifyVia{notifiees, attributeId}))
 
 // A map of owned objects (`Fen::Ptr<Class>` values holding their own key): xIs(key)
 // finds or creates `Class(key)` by the allocation sequence and returns it.
-#define FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, Map, field, Class, notify)                 \
-   Fen::Ptr<Class> x(Map::KeyType const& key) const { return field.get(key); }           \
-   bool x##Has(Map::KeyType const& key) const { return field.has(key); }                \
-   Fen::Ptr<Class> x##Is(Map::KeyType const& key) {                                      \
-      return ::Fen::memberFindOrCreate(field, notify, key, [](Map::KeyType const& k) {   \
+#define FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, MapT, field, Class, notify)                 \
+   Fen::Ptr<Class> x(MapT::KeyType const& key) const { return field.get(key); }           \
+   bool x##Has(MapT::KeyType const& key) const { return field.has(key); }                \
+   Fen::Ptr<Class> x##Is(MapT::KeyType const& key) {                                      \
+      return ::Fen::memberFindOrCreate(field, notify, key, [](MapT::KeyType const& k) {   \
          return ::Fen::fenObjectIs<Class>(k);                                            \
       });                                                                                \
    }                                                                                     \
-   Fen::Ptr<Class> x##Del(Map::KeyType const& key) {                                     \
+   Fen::Ptr<Class> x##Del(MapT::KeyType const& key) {                                     \
       return ::Fen::memberDelNotifying(field, notify, key);                              \
    }                                                                                     \
    void x##DelAll() {                                                                    \
       ::Fen::memberDelAll(field, notify, [this](auto const& key) { (void)x##Del(key); }); \
    }                                                                                     \
    std::uint32_t x##s() const { return static_cast<std::uint32_t>(field.size()); }       \
-   Map const& x##Map() const { return field; }
+   MapT const& x##Map() const { return field; }
 
-#define FEN_OWNED_COLLECTION_ACCESSORS(x, Map, field, Class) \
-   FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, Map, field, Class, ::Fen::NoNotify{})
-#define FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(x, Map, field, Class, attributeId, notifiees) \
-   FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, Map, field, Class,                                \
+#define FEN_OWNED_COLLECTION_ACCESSORS(x, MapT, field, Class) \
+   FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, MapT, field, Class, ::Fen::NoNotify{})
+#define FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(x, MapT, field, Class, attributeId, notifiees) \
+   FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, MapT, field, Class,                                \
                                        (::Fen::NotifyVia{notifiees, attributeId}))

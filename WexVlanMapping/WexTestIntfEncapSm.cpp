@@ -1,0 +1,109 @@
+#include "WexVlanMapping/WexTestIntfEncapSm.h"
+
+#include "Gantry/Trace.h"
+
+namespace WexVlanMappingTest {
+
+Fen::FenModule const wexTestIntfEncapSmModule{"WexTestIntfEncapSm"};
+
+namespace {
+
+FEN_TRACE_UNIT("WexTestIntfEncapSm");
+
+Fen::String const nsTag("ns-");
+struct ModulePublisher {
+   ModulePublisher() { Fen::fenModuleIs(&wexTestIntfEncapSmModule); }
+} const modulePublisher;
+
+}  // namespace
+
+Fen::Ptr<IntfEncapSm> IntfEncapSm::IntfEncapSmIs(
+    Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
+    Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
+    Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
+    Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
+    Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
+    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus,
+    Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl const> const& dynamicIntfEncap,
+    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& testHwStatusColl) {
+   return Fen::fenObjectIs<IntfEncapSm>(wcsd, serviceIntfFwdInfo, serviceIntfHwStatus,
+                                        intfEncapServiceIntf, intfEncapHwStatus,
+                                        remoteEncapHwStatus, dynamicIntfEncap, testHwStatusColl);
+}
+
+Fen::Ptr<IntfEncapSm> intfEncapSmFactory(
+    Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
+    Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
+    Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
+    Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
+    Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
+    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus,
+    Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl const> const& dynamicIntfEncap,
+    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& testHwStatusColl) {
+   return IntfEncapSm::IntfEncapSmIs(wcsd, serviceIntfFwdInfo, serviceIntfHwStatus,
+                                     intfEncapServiceIntf, intfEncapHwStatus, remoteEncapHwStatus,
+                                     dynamicIntfEncap, testHwStatusColl);
+}
+
+IntfEncapSm::IntfEncapSm(
+    Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
+    Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
+    Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
+    Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
+    Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
+    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus,
+    Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl const> const& dynamicIntfEncap,
+    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& testHwStatusColl)
+    : StateMachine(wcsd, serviceIntfFwdInfo, serviceIntfHwStatus, intfEncapServiceIntf,
+                   intfEncapHwStatus, remoteEncapHwStatus) {
+   testHwStatusColl_.reactorIs(testHwStatusColl, this);
+   // Attaches the dynamic encaps; before the sweep its own sweep ends at once.
+   dynamicIntfEncapIs(dynamicIntfEncap);
+   IntfEncapSm::handleInitialized();
+}
+
+IntfEncapSm::~IntfEncapSm() {
+   fenTeardownReactors();
+   testHwConfigKeyDelAll();
+}
+
+Fen::FwkType IntfEncapSm::fwkType() const { return {&wexTestIntfEncapSmModule, 0}; }
+
+void IntfEncapSm::handleInitialized() {
+   GANTRY_TRACE(8, "IntfEncapSm::handleInitialized: ");
+   WexIntfEncapSm::handleInitialized();
+   // As if each entry had just been written: catches a status that differs from
+   // what the hooks read.
+   Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const hw(testHwStatusColl());
+   for (Ulva::IntfEncapHwStatusColl::HwStatusMap::IteratorConst it(hw->hwStatusMap()); it;
+        it.advance()) {
+      Ulva::IntfEncap const key = it.key();
+      handleTestHwStatus(key);
+   }
+}
+
+Ulva::IntfEncapHwStatus IntfEncapSm::platformAddHwConfig(
+    WexVlanMapping::WexIntfEncapHwConfig const& hwConfig) {
+   GANTRY_TRACE(8, "IntfEncapSm::platformAddHwConfig: (%s, %s:%s, %s:%s)",
+                GANTRY_ENCAP(hwConfig.intfEncap()));
+   testHwConfigKeyIs(hwConfig.intfEncap());
+   return testHwStatusColl()->hwStatus(hwConfig.intfEncap());
+}
+
+void IntfEncapSm::platformDeleteHwConfig(WexVlanMapping::WexIntfEncapHwConfig const& hwConfig) {
+   GANTRY_TRACE(8, "IntfEncapSm::platformDeleteHwConfig: (%s, %s:%s, %s:%s)",
+                GANTRY_ENCAP(hwConfig.intfEncap()));
+   testHwConfigKeyDel(hwConfig.intfEncap());
+}
+
+void IntfEncapSm::handleTestHwStatus(Ulva::IntfEncap const& intfEncap) {
+   Ulva::IntfEncapHwStatus const newStatus = testHwStatusColl()->hwStatus(intfEncap);
+   // Status of something not programmed waits for platformAddHwConfig to read it.
+   if (!hwConfigColl()->configHas(intfEncap)) return;
+   if (hwStatusColl()->hwStatus(intfEncap) == newStatus) return;
+   GANTRY_TRACE(8, "IntfEncapSm::handleTestHwStatus: (%s, %s:%s, %s:%s) hwStatus: %s",
+                GANTRY_ENCAP(intfEncap), newStatus);
+   platformEncapHwStatusIs(intfEncap, newStatus);
+}
+
+}  // namespace WexVlanMappingTest
