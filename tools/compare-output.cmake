@@ -1,0 +1,10 @@
+# Runs COMMAND_LINE (a ;-list) and compares its standard output with EXPECTED.
+execute_process(COMMAND ${COMMAND_LINE} OUTPUT_VARIABLE out RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "exit status ${rc}")
+endif()
+file(READ ${EXPECTED} expected)
+if(NOT out STREQUAL expected)
+  file(WRITE ${ACTUAL} "${out}")
+  message(FATAL_ERROR "output differs from ${EXPECTED}; see ${ACTUAL}")
+endif()

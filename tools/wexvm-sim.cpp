@@ -1,0 +1,405 @@
+// wexvm-sim: runs a small switch on the simulated platform from a scenario file
+// and prints, after each command, what changed in the simulated hardware and in
+// the published status collections.
+//
+// usage: wexvm-sim [--trace <facility>/<levels>[;...]] [--lintel <file>] <scenario>
+//
+// Scenario commands, one per line ('#' starts a comment). An encap is an
+// interface and its tags: "Ethernet1 100" (one tag) or "Ethernet1 100.200"
+// (outer.inner).
+//
+//   step <text>                        prints a heading
+//   lag <lag> <port>...                a LAG and its members (lagToPort, portToLag)
+//   join <port> <lag>                  a port joins a LAG
+//   leave <port>                       a port leaves its LAG
+//   fwd <svcIntf> <fwdData> [type <n>] forwarding information of a service interface
+//   nofwd <svcIntf>                    forwarding information removed
+//   want <intf> <tags> <svcIntf>       a static encap for a service interface
+//   unwant <intf> <tags>               the static encap removed
+//   dynamic <intf> <tags> <svcIntf> [egress <tags>] [proxy]
+//                                      a dynamic encap (proxy: made for the MACsec proxy)
+//   undynamic <intf> <tags>            the dynamic encap removed
+//   hw <intf> <tags> success|notready|failed|clear
+//                                      what the simulated hardware says for an encap
+//   remote <intf> <tags> success|notready|failed|clear
+//                                      the remote status of an encap. A scenario
+//                                      that uses it runs a machine that reads
+//                                      remote statuses as a ceiling: an encap
+//                                      without one is published as failed
+//   retry                              the platform asks for a retry pass
+//   down <port> / up <port>            the platform reports a port down or up
+//   reinit                             the platform reprograms everything
+//   show                               prints the whole state
+//
+// A malformed line stops the run with its line number and what was wrong.
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Fen/Exception.h"
+#include "Fen/Trace.h"
+#include "Lintel/TraceFile.h"
+#include "Lintel/TraceHandle.h"
+#include "WexVlanMapping/WexTestIntfEncapSm.h"
+
+namespace {
+
+using WexVlanMapping::WexIntfEncapHwConfig;
+
+[[noreturn]] void refuse(std::string const& what) { Fen::throwRangeException(what); }
+
+Kestin::IntfId intfOf(std::string const& name) { return Kestin::IntfId(name.c_str()); }
+
+std::uint32_t numberOf(std::string const& text, char const* what) {
+   if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos ||
+       text.size() > 9) {
+      refuse(std::string("bad ") + what + " '" + text + "'");
+   }
+   return static_cast<std::uint32_t>(std::stoul(text));
+}
+
+// "100" or "100.200".
+Ulva::VlanTagEncap tagsOf(std::string const& text) {
+   auto const dot = text.find('.');
+   Ulva::VlanTag outer = Ulva::vlanTag(numberOf(text.substr(0, dot), "vlan id"));
+   Ulva::VlanTag inner;
+   if (dot != std::string::npos) inner = Ulva::vlanTag(numberOf(text.substr(dot + 1), "vlan id"));
+   return Ulva::VlanTagEncap(outer, inner);
+}
+
+std::string tagsText(Ulva::VlanTagEncap const& e) {
+   std::string s = std::to_string(e.outerTag().vid());
+   if (e.innerTag().vid() != Ulva::VlanTag::vidDefault) s += "." + std::to_string(e.innerTag().vid());
+   return s;
+}
+
+std::string encapText(Ulva::IntfEncap const& e) {
+   return e.intfId().stringValue().stdString() + " " + tagsText(e.encap());
+}
+
+char const* statusText(Ulva::IntfEncapHwStatus s) {
+   switch (s) {
+      case Ulva::hwStatusSuccess:
+         return "success";
+      case Ulva::hwStatusNotReady:
+         return "not ready";
+      case Ulva::hwStatusFailed:
+         return "failed";
+   }
+   return "?";
+}
+
+// What one run shows: a flat, sorted picture of the state, compared line by line
+// between two commands.
+using Picture = std::map<std::string, std::string>;
+
+class Switch {
+public:
+   // With `withRemote`, the machine reads remote statuses as a ceiling.
+   explicit Switch(bool withRemote)
+       : wcsd_(Wex::wexCommonSmDataFactory()),
+         fwd_(Ulva::serviceIntfFwdInfoCollFactory()),
+         svcStatus_(Ulva::serviceIntfHwStatusCollFactory()),
+         wanted_(Ulva::intfEncapServiceIntfCollFactory()),
+         published_(Ulva::intfEncapHwStatusCollFactory("intfEncapHwStatus")),
+         remote_(Ulva::intfEncapHwStatusCollFactory("remoteEncapHwStatus")),
+         dynamic_(WexVlanMapping::wexDynamicIntfEncapCollFactory()),
+         hw_(Ulva::intfEncapHwStatusCollFactory("testHwStatus")),
+         sm_(WexVlanMappingTest::intfEncapSmFactory(
+             wcsd_, fwd_, svcStatus_, wanted_, published_,
+             withRemote ? Fen::Ptr<Ulva::IntfEncapHwStatusColl const>(remote_) : nullptr, dynamic_,
+             hw_)) {}
+
+   void run(std::vector<std::string> const& words);
+   Picture picture() const;
+
+private:
+   void need(std::vector<std::string> const& w, std::size_t min, std::size_t max,
+             char const* usage) const {
+      if (w.size() < min || w.size() > max) refuse(std::string("usage: ") + usage);
+   }
+   Ulva::IntfEncap encapOf(std::string const& intf, std::string const& tags) const {
+      return Ulva::IntfEncap(intfOf(intf), tagsOf(tags));
+   }
+   void statusIs(Ulva::IntfEncapHwStatusColl& coll, Ulva::IntfEncap const& e,
+                 std::string const& word) {
+      if (word == "success") {
+         coll.hwStatusIs(e, Ulva::hwStatusSuccess);
+      } else if (word == "notready") {
+         coll.hwStatusIs(e, Ulva::hwStatusNotReady);
+      } else if (word == "failed") {
+         coll.hwStatusIs(e, Ulva::hwStatusFailed);
+      } else if (word == "clear") {
+         coll.hwStatusDel(e);
+      } else {
+         refuse("bad status '" + word + "' (success, notready, failed or clear)");
+      }
+   }
+   void memberIs(Kestin::IntfId lag, Kestin::IntfId port, bool member) {
+      Wex::WexLagPortList list = wcsd_->lagToPort(lag);
+      if (member) {
+         list.portIs(port, Wex::WexLagPort());
+      } else {
+         list.portDel(port);
+      }
+      if (list.ports()) {
+         wcsd_->lagToPortIs(lag, list);
+      } else {
+         wcsd_->lagToPortDel(lag);
+      }
+   }
+
+   Fen::Ptr<Wex::WexCommonSmData> wcsd_;
+   Fen::Ptr<Ulva::ServiceIntfFwdInfoColl> fwd_;
+   Fen::Ptr<Ulva::ServiceIntfHwStatusColl> svcStatus_;
+   Fen::Ptr<Ulva::IntfEncapServiceIntfColl> wanted_;
+   Fen::Ptr<Ulva::IntfEncapHwStatusColl> published_;
+   Fen::Ptr<Ulva::IntfEncapHwStatusColl> remote_;
+   Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl> dynamic_;
+   Fen::Ptr<Ulva::IntfEncapHwStatusColl> hw_;
+   Fen::Ptr<WexVlanMappingTest::IntfEncapSm> sm_;
+};
+
+void Switch::run(std::vector<std::string> const& w) {
+   std::string const& cmd = w[0];
+   if (cmd == "lag") {
+      need(w, 2, 64, "lag <lag> <port>...");
+      Kestin::IntfId const lag = intfOf(w[1]);
+      if (!Kestin::PortChannelIntfId::isPortChannelIntfId(lag)) refuse("'" + w[1] + "' is no LAG");
+      for (std::size_t i = 2; i < w.size(); ++i) memberIs(lag, intfOf(w[i]), true);
+      for (std::size_t i = 2; i < w.size(); ++i) wcsd_->portToLagIs(intfOf(w[i]), lag);
+   } else if (cmd == "join") {
+      need(w, 3, 3, "join <port> <lag>");
+      Kestin::IntfId const port = intfOf(w[1]), lag = intfOf(w[2]);
+      if (!Kestin::PortChannelIntfId::isPortChannelIntfId(lag)) refuse("'" + w[2] + "' is no LAG");
+      Kestin::IntfId const former = wcsd_->portToLag(port);
+      if (former != Kestin::IntfId()) memberIs(former, port, false);
+      memberIs(lag, port, true);
+      wcsd_->portToLagIs(port, lag);
+   } else if (cmd == "leave") {
+      need(w, 2, 2, "leave <port>");
+      Kestin::IntfId const port = intfOf(w[1]);
+      Kestin::IntfId const lag = wcsd_->portToLag(port);
+      if (lag == Kestin::IntfId()) refuse("'" + w[1] + "' is in no LAG");
+      memberIs(lag, port, false);
+      wcsd_->portToLagDel(port);
+   } else if (cmd == "fwd") {
+      need(w, 3, 5, "fwd <svcIntf> <fwdData> [type <n>]");
+      Ulva::ServiceIntfFwdInfo info(intfOf(w[1]));
+      std::uint32_t const data = numberOf(w[2], "fwdData");
+      if (data > 0xFFFF) refuse("fwdData " + w[2] + " above 65535");
+      info.fwdDataIs(static_cast<std::uint16_t>(data));
+      if (w.size() == 5) {
+         if (w[3] != "type") refuse("usage: fwd <svcIntf> <fwdData> [type <n>]");
+         std::uint32_t const type = numberOf(w[4], "service type");
+         if (type > 255) refuse("service type " + w[4] + " above 255");
+         info.serviceTypeIs(static_cast<Ulva::ServiceIntfType>(type));
+      } else if (w.size() == 4) {
+         refuse("usage: fwd <svcIntf> <fwdData> [type <n>]");
+      }
+      fwd_->fwdInfoIs(info);
+   } else if (cmd == "nofwd") {
+      need(w, 2, 2, "nofwd <svcIntf>");
+      fwd_->fwdInfoDel(intfOf(w[1]));
+   } else if (cmd == "want") {
+      need(w, 4, 4, "want <intf> <tags> <svcIntf>");
+      wanted_->serviceIntfIs(encapOf(w[1], w[2]), intfOf(w[3]));
+   } else if (cmd == "unwant") {
+      need(w, 3, 3, "unwant <intf> <tags>");
+      wanted_->serviceIntfDel(encapOf(w[1], w[2]));
+   } else if (cmd == "dynamic") {
+      need(w, 4, 7, "dynamic <intf> <tags> <svcIntf> [egress <tags>] [proxy]");
+      WexVlanMapping::WexDynamicIntfEncapInfo info(encapOf(w[1], w[2]));
+      info.serviceIntfIs(intfOf(w[3]));
+      info.egressEncapIs(tagsOf(w[2]));
+      for (std::size_t i = 4; i < w.size(); ++i) {
+         if (w[i] == "egress" && i + 1 < w.size()) {
+            info.egressEncapIs(tagsOf(w[++i]));
+         } else if (w[i] == "proxy") {
+            info.sourceIs(WexVlanMapping::macsecProxy);
+         } else {
+            refuse("usage: dynamic <intf> <tags> <svcIntf> [egress <tags>] [proxy]");
+         }
+      }
+      dynamic_->entryIs(info);
+   } else if (cmd == "undynamic") {
+      need(w, 3, 3, "undynamic <intf> <tags>");
+      dynamic_->entryDel(encapOf(w[1], w[2]));
+   } else if (cmd == "hw") {
+      need(w, 4, 4, "hw <intf> <tags> success|notready|failed|clear");
+      statusIs(*hw_, encapOf(w[1], w[2]), w[3]);
+   } else if (cmd == "remote") {
+      need(w, 4, 4, "remote <intf> <tags> success|notready|failed|clear");
+      statusIs(*remote_, encapOf(w[1], w[2]), w[3]);
+   } else if (cmd == "retry") {
+      need(w, 1, 1, "retry");
+      sm_->handleHwConfigRetry();
+   } else if (cmd == "down" || cmd == "up") {
+      need(w, 2, 2, "down|up <port>");
+      sm_->platformPortDownIs(intfOf(w[1]), cmd == "down");
+   } else if (cmd == "reinit") {
+      need(w, 1, 1, "reinit");
+      sm_->reinitAllHwConfig();
+   } else {
+      refuse("unknown command '" + cmd + "'");
+   }
+}
+
+Picture Switch::picture() const {
+   Picture p;
+   auto const& configs = sm_->hwConfigColl()->configMap();
+   for (auto it = configs.begin(); it; it.advance()) {
+      WexIntfEncapHwConfig const& c = *it.currNodeNonStale();
+      std::ostringstream os;
+      os << "egress " << tagsText(c.egressEncap()) << ", fwd " << c.fwdInfo().fwdData();
+      if (c.isLag()) os << ", LAG";
+      if (c.isLagMember()) os << ", member of " << c.lagId();
+      if (c.source() == WexVlanMapping::macsecProxy) os << ", MACsec proxy";
+      if (c.retryCnt()) os << ", retry " << c.retryCnt();
+      os << ": " << statusText(sm_->hwStatusColl()->hwStatus(c.intfEncap()));
+      p["hardware  " + encapText(c.intfEncap())] = os.str();
+   }
+   for (auto it = published_->hwStatusMap().begin(); it; it.advance()) {
+      p["encap     " + encapText(it.key())] = statusText(it.currNodeNonStale()->value);
+   }
+   for (auto it = svcStatus_->hwStatusMap().begin(); it; it.advance()) {
+      p["service   " + it.key().stringValue().stdString()] =
+          statusText(it.currNodeNonStale()->value);
+   }
+   for (auto it = sm_->retryNeededMap().begin(); it; it.advance()) {
+      p["retrying  " + encapText(it.key())] = "waiting";
+   }
+   for (auto it = sm_->portDownMap().begin(); it; it.advance()) {
+      if (it.currNodeNonStale()->value) p["port      " + it.key().stringValue().stdString()] = "down";
+   }
+   return p;
+}
+
+void printChanges(Picture const& before, Picture const& after) {
+   bool any = false;
+   for (auto const& [k, v] : after) {
+      auto it = before.find(k);
+      if (it == before.end()) {
+         std::cout << "  + " << k << "  " << v << "\n";
+         any = true;
+      } else if (it->second != v) {
+         std::cout << "  ~ " << k << "  " << it->second << " -> " << v << "\n";
+         any = true;
+      }
+   }
+   for (auto const& [k, v] : before) {
+      if (!after.count(k)) {
+         std::cout << "  - " << k << "  " << v << "\n";
+         any = true;
+      }
+   }
+   if (!any) std::cout << "  (no change)\n";
+}
+
+std::vector<std::string> wordsOf(std::string const& line) {
+   std::istringstream is(line.substr(0, line.find('#')));
+   std::vector<std::string> w;
+   for (std::string s; is >> s;) w.push_back(s);
+   return w;
+}
+
+int usage(int code) {
+   (code ? std::cerr : std::cout)
+       << "usage: wexvm-sim [--trace <facility>/<levels>[;...]] [--lintel <file>] <scenario>\n";
+   return code;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+   std::string scenario, lintelFile;
+   Fen::TraceMasks masks;
+   try {
+      for (int i = 1; i < argc; ++i) {
+         if (!std::strcmp(argv[i], "--help")) return usage(0);
+         if (!std::strcmp(argv[i], "--trace") && i + 1 < argc) {
+            Fen::traceMasksAdd(masks, argv[++i]);
+         } else if (!std::strcmp(argv[i], "--lintel") && i + 1 < argc) {
+            lintelFile = argv[++i];
+         } else if (argv[i][0] == '-' || !scenario.empty()) {
+            return usage(2);
+         } else {
+            scenario = argv[i];
+         }
+      }
+   } catch (Fen::RangeException const& e) {
+      std::cerr << "wexvm-sim: " << e.what() << "\n";
+      return 2;
+   }
+   if (scenario.empty()) return usage(2);
+   std::ifstream in(scenario);
+   if (!in) {
+      std::cerr << "wexvm-sim: cannot read " << scenario << "\n";
+      return 2;
+   }
+   Fen::traceMasksApply(masks);
+   // Trace lines interleave with the changes they explain.
+   Fen::TraceSink const previousSink =
+       Fen::traceSinkIs([](Fen::String const& facility, int level, Fen::String const& text) {
+          std::cout << "    [" << facility << "/" << level << "] " << text << "\n";
+       });
+   std::unique_ptr<Lintel::TraceHandle> lintel;
+   if (!lintelFile.empty()) {
+      lintel = std::make_unique<Lintel::TraceHandle>();
+      Lintel::defaultLintelHandle = lintel.get();
+   }
+   std::vector<std::string> lines;
+   for (std::string line; std::getline(in, line);) lines.push_back(line);
+   bool withRemote = false;
+   for (auto const& line : lines) {
+      std::vector<std::string> const w = wordsOf(line);
+      if (!w.empty() && w[0] == "remote") withRemote = true;
+   }
+   int status = 0;
+   {
+      Switch sw(withRemote);
+      Picture before = sw.picture();
+      for (int lineNo = 1; lineNo <= static_cast<int>(lines.size()); ++lineNo) {
+         std::string const& line = lines[static_cast<std::size_t>(lineNo - 1)];
+         std::vector<std::string> const w = wordsOf(line);
+         if (w.empty()) continue;
+         if (w[0] == "step") {
+            std::cout << "\n== " << line.substr(line.find("step") + 5) << "\n";
+            continue;
+         }
+         if (w[0] == "show") {
+            std::cout << "  state:\n";
+            for (auto const& [k, v] : before) std::cout << "    " << k << "  " << v << "\n";
+            continue;
+         }
+         std::cout << "> " << line.substr(0, line.find('#')) << "\n";
+         try {
+            sw.run(w);
+         } catch (Fen::RangeException const& e) {
+            std::cerr << "wexvm-sim: " << scenario << ":" << lineNo << ": " << e.what() << "\n";
+            status = 1;
+            break;
+         }
+         Picture after = sw.picture();
+         printChanges(before, after);
+         before = std::move(after);
+      }
+   }
+   if (lintel) {
+      Lintel::defaultLintelHandle = nullptr;
+      std::ofstream out(lintelFile, std::ios::binary);
+      lintel->save(out);
+      if (!out) {
+         std::cerr << "wexvm-sim: cannot write " << lintelFile << "\n";
+         status = 1;
+      }
+   }
+   Fen::traceSinkIs(previousSink);
+   return status;
+}
