@@ -1,0 +1,154 @@
+// Lintel::TraceFile: the binary trace of one thread (or of a process that traces
+// from one thread): one ring per level and the table of message descriptions
+// its records refer to. It can be saved to a byte stream, loaded back, and
+// rendered as text.
+//
+// Saved form
+// ----------
+// Host byte order, announced by a byte-order word so that a loader on another
+// order refuses the file instead of misreading it:
+//   "LINTEL\0\1"              magic, 8 bytes
+//   u32 0x01020304            byte order
+//   str name; u64 nextSeq
+//   u32 count, then per description:
+//       u32 msgId, u32 line, str sourceFile, str types, str styles,
+//       u32 pieces, str piece...
+//   u32 levelCount (32), then per level:
+//       u64 capacity, u64 written, u64 overwritten, u64 dropped,
+//       u64 bytes, the records (RingBuf::contents())
+// where str is u32 length and bytes. Several saved files may follow each other
+// in one stream (one per thread).
+//
+// Thread safety
+// -------------
+// A file is written by one thread at a time; save and render it while nobody
+// writes it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <istream>
+#include <memory>
+#include <ostream>
+#include <vector>
+
+#include "Fen/String.h"
+#include "Lintel/MsgDesc.h"
+#include "Lintel/RingBuf.h"
+
+namespace Lintel {
+
+// Levels of a trace file, each with its own ring.
+inline constexpr int levelCount = 32;
+
+// Bytes of each level's ring; 0 closes a level.
+struct RingSizes {
+   std::array<std::size_t, levelCount> bytes{};
+
+   // Every level at `bytes`.
+   static RingSizes uniform(std::size_t bytes);
+   // What a trace file gets unless told otherwise: 16 KiB a level.
+   static RingSizes defaults() { return uniform(16 * 1024); }
+};
+
+class TraceFile {
+ public:
+   // One record of any level, rendered.
+   struct RenderedRecord {
+      int level;
+      std::uint64_t seq;
+      int msgId;
+      Fen::String text;
+   };
+
+   explicit TraceFile(RingSizes const& sizes = RingSizes::defaults(),
+                      Fen::String const& name = Fen::String());
+   TraceFile(TraceFile const&) = delete;
+   TraceFile& operator=(TraceFile const&) = delete;
+
+   // What the file is called in a dump ("thread 2").
+   Fen::String const& name() const { return name_; }
+   void nameIs(Fen::String const& name) { name_ = name; }
+
+   // The ring of `level` (0 to levelCount - 1).
+   RingBuf* ring(int level) {
+      FEN_ASSERT(level >= 0 && level < levelCount);
+      return &rings_[static_cast<std::size_t>(level)];
+   }
+   RingBuf const* ring(int level) const {
+      FEN_ASSERT(level >= 0 && level < levelCount);
+      return &rings_[static_cast<std::size_t>(level)];
+   }
+   // Resizes one level's ring, dropping its records.
+   void ringSizeIs(int level, std::size_t bytes) { ring(level)->capacityIs(bytes); }
+
+   // True when the table describes `msgId`.
+   bool msgKnown(int msgId) const {
+      return static_cast<std::size_t>(msgId) < known_.size() &&
+             known_[static_cast<std::size_t>(msgId)] != 0;
+   }
+   // The description of `msgId`, or null.
+   MsgDescription const* msgDesc(int msgId) const;
+   // How many messages the table describes.
+   std::size_t msgDescs() const { return descs_.size(); }
+   // Enters a description (replacing one of the same number).
+   void msgDescIs(MsgDescription const& desc);
+
+   // The sequence number of the next record, and taking it.
+   std::uint64_t seq() const { return nextSeq_; }
+   std::uint64_t seqNext() { return nextSeq_++; }
+
+   // Records of every level, in sequence order.
+   std::vector<RenderedRecord> renderedRecords() const;
+   // One line per record, in sequence order: "<level> <seq> <text>".
+   void render(std::ostream& out) const;
+
+   void save(std::ostream& out) const;
+   // Reads one saved file. Raises Fen::RangeException, naming what is wrong, for
+   // anything that is not a whole, consistent trace file: every record must
+   // refer to a described message and hold exactly its arguments.
+   static std::unique_ptr<TraceFile> load(std::istream& in);
+
+ private:
+   Fen::String name_;
+   std::uint64_t nextSeq_ = 1;
+   std::array<RingBuf, levelCount> rings_;
+   // known_[id] is 1 when descs_ has id; index 0 is never known.
+   std::vector<std::uint8_t> known_;
+   std::vector<MsgDescription> descs_;
+};
+
+// Reads every saved file in `in` and renders them to `out`, each after a line
+// "== <name> ==" when the stream holds more than one or the file has a name.
+// Returns how many files it read. Raises Fen::RangeException for a bad file or
+// an empty stream.
+std::size_t renderTraceFiles(std::istream& in, std::ostream& out);
+
+// RingBuf::startMsg needs the file's sequence numbers, hence here.
+inline bool RingBuf::startMsg(TraceFile* file, int msgId, std::size_t payloadBytes) {
+   std::size_t const size =
+       (headerBytes + payloadBytes + recordAlignment - 1) & ~(recordAlignment - 1);
+   if (size > capacity_) [[unlikely]] {
+      if (capacity_ != 0)
+         ++dropped_;
+      return false;
+   }
+   if (!buf_) [[unlikely]]
+      allocate();
+   if ((head_ & (capacity_ - 1)) + size > capacity_)
+      fillerIs();
+   roomIs(size);
+   char* p = buf_.get() + (head_ & (capacity_ - 1));
+   std::uint32_t const header[2] = {static_cast<std::uint32_t>(size),
+                                    static_cast<std::uint32_t>(msgId)};
+   std::uint64_t const seq = file->seqNext();
+   std::memcpy(p, header, 8);
+   std::memcpy(p + 8, &seq, 8);
+   head_ += size;
+   cursor_ = p + headerBytes;
+   recordEnd_ = p + size;
+   ++written_;
+   return true;
+}
+
+}  // namespace Lintel

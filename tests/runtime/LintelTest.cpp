@@ -1,0 +1,526 @@
+// The binary trace: rings, message descriptions, trace files and their saved
+// form, per-thread files, and the ring side of the trace statement.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "Bridging/VlanTpid.h"
+#include "Fen/Exception.h"
+#include "Fen/Trace.h"
+#include "Gantry/Trace.h"
+#include "Kestin/IntfId.h"
+#include "Lintel/MsgDesc.h"
+#include "Lintel/RingBuf.h"
+#include "Lintel/TraceFile.h"
+#include "Lintel/TraceHandle.h"
+#include "Ulva/IntfEncap.h"
+#include "Ulva/IntfEncapHwStatus.h"
+#include "Ulva/VlanTag.h"
+
+FEN_TRACE_UNIT("LintelTestUnit");
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+// Installs a Lintel handle for the test, with the unit's text levels off, and
+// drops text lines; puts everything back afterwards.
+class LintelTrace : public testing::Test {
+ protected:
+   void SetUp() override {
+      previousMask_ = Fen::TraceHandle::levelMask("LintelTestUnit");
+      Fen::TraceHandle::levelMaskIs("LintelTestUnit", 0);
+      previousSink_ = Fen::traceSinkIs([this](Fen::String const&, int, Fen::String const& t) {
+         lines_.push_back(t.stdString());
+      });
+      previousHandle_ = Lintel::defaultLintelHandleIs(nullptr);
+   }
+   void TearDown() override {
+      Lintel::defaultLintelHandleIs(previousHandle_);
+      Fen::traceSinkIs(previousSink_);
+      Fen::TraceHandle::levelMaskIs("LintelTestUnit", previousMask_);
+   }
+   void install(Lintel::TraceHandle* h) { Lintel::defaultLintelHandleIs(h); }
+
+   std::vector<std::string> lines_;
+
+ private:
+   Fen::TraceSink previousSink_;
+   std::uint32_t previousMask_ = 0;
+   Lintel::TraceHandle* previousHandle_ = nullptr;
+};
+
+int argumentCalls = 0;
+
+Fen::String countedName() {
+   ++argumentCalls;
+   return Fen::String("Ethernet3/1");
+}
+
+void handler(bool isDel) {
+   GANTRY_TRACE(8, "Unit::handler: %s isDel:%s", countedName(), isDel);
+}
+
+void encapAction(Ulva::IntfEncap const& e, Ulva::IntfEncapHwStatus s) {
+   GANTRY_TRACE(7, "Unit::action: " GANTRY_ENCAP_FORMAT " hwStatus %s", GANTRY_ENCAP(e), s);
+}
+
+void counted(int i) {
+   GANTRY_TRACE(0, "Unit::counted: %s", i);
+}
+
+Ulva::IntfEncap anEncap() {
+   return Ulva::IntfEncap(Kestin::IntfId("Ethernet3/1"),
+                          Ulva::VlanTagEncap(Ulva::vlanTag(100), Ulva::VlanTag()));
+}
+
+std::string rendered(Lintel::TraceFile const& f) {
+   std::ostringstream os;
+   f.render(os);
+   return os.str();
+}
+
+}  // namespace
+
+// ---- The statement with a ring ----
+
+TEST_F(LintelTrace, FirstStatementRegistersSecondOnlyWritesRecord) {
+   Lintel::TraceHandle h;
+   install(&h);
+   Lintel::TraceFile* f = h.traceFile();
+   ASSERT_NE(f, nullptr);
+   EXPECT_EQ(f->msgDescs(), 0u);
+   handler(false);
+   EXPECT_EQ(f->msgDescs(), 1u);
+   EXPECT_EQ(f->ring(8)->records(), 1u);
+   handler(true);
+   EXPECT_EQ(f->msgDescs(), 1u);
+   EXPECT_EQ(f->ring(8)->records(), 2u);
+
+   std::vector<Lintel::TraceFile::RenderedRecord> const r = f->renderedRecords();
+   ASSERT_EQ(r.size(), 2u);
+   EXPECT_EQ(r[0].msgId, r[1].msgId);
+   Lintel::MsgDescription const* d = f->msgDesc(r[0].msgId);
+   ASSERT_NE(d, nullptr);
+   EXPECT_EQ(d->types, Fen::String("pb"));
+   EXPECT_EQ(d->format(), Fen::String("Unit::handler: %s isDel:%s"));
+   EXPECT_THAT(d->pieces, ElementsAre("Unit::handler: ", "%s", " isDel:", "%s"));
+   EXPECT_THAT(d->sourceFile.stdString(), HasSubstr("LintelTest.cpp"));
+   EXPECT_EQ(r[0].text, Fen::String("Unit::handler: Ethernet3/1 isDel:false"));
+   EXPECT_EQ(r[1].text, Fen::String("Unit::handler: Ethernet3/1 isDel:true"));
+   EXPECT_EQ(r[0].level, 8);
+   EXPECT_LT(r[0].seq, r[1].seq);
+}
+
+TEST_F(LintelTrace, RingRecordsWhateverTheTextMask) {
+   Lintel::TraceHandle h;
+   install(&h);
+   argumentCalls = 0;
+   handler(false);
+   // The arguments are evaluated for the ring, once; no text line.
+   EXPECT_EQ(argumentCalls, 1);
+   EXPECT_TRUE(lines_.empty());
+   Fen::TraceHandle::levelMaskIs("LintelTestUnit", Fen::TraceFacility::levelBit(8));
+   handler(true);
+   EXPECT_EQ(argumentCalls, 2);
+   EXPECT_THAT(lines_, ElementsAre("Unit::handler: Ethernet3/1 isDel:true"));
+   EXPECT_EQ(h.traceFile()->ring(8)->records(), 2u);
+}
+
+TEST_F(LintelTrace, NoHandleNoRecordNoEvaluation) {
+   argumentCalls = 0;
+   handler(false);
+   EXPECT_EQ(argumentCalls, 0);
+   EXPECT_EQ(Lintel::defaultLintelFile(), nullptr);
+}
+
+TEST_F(LintelTrace, HandleWithoutFileRecordsNothing) {
+   Lintel::TraceHandle h;
+   h.traceFileIs(nullptr);
+   install(&h);
+   argumentCalls = 0;
+   handler(false);
+   EXPECT_EQ(argumentCalls, 1);
+   EXPECT_EQ(Lintel::defaultLintelFile(), nullptr);
+}
+
+TEST_F(LintelTrace, EncapRecordTypesAndRendering) {
+   Lintel::TraceHandle h;
+   install(&h);
+   encapAction(anEncap(), Ulva::hwStatusSuccess);
+   Lintel::TraceFile const& f = *h.traceFile();
+   auto const r = f.renderedRecords();
+   ASSERT_EQ(r.size(), 1u);
+   Lintel::MsgDescription const* d = f.msgDesc(r[0].msgId);
+   ASSERT_NE(d, nullptr);
+   EXPECT_EQ(d->types, Fen::String("pssssi"));
+   EXPECT_EQ(d->styles, Fen::String("-uxuxu"));
+   EXPECT_EQ(r[0].text,
+             Fen::String("Unit::action: (Ethernet3/1, 100:0x8100, 4095:0x8100) hwStatus 2"));
+   EXPECT_EQ(rendered(f), "7 1 Unit::action: (Ethernet3/1, 100:0x8100, 4095:0x8100) hwStatus 2\n");
+}
+
+TEST_F(LintelTrace, ClosedRingSkipsRecordButTextStillRuns) {
+   Lintel::RingSizes sizes = Lintel::RingSizes::defaults();
+   sizes.bytes[8] = 0;
+   Lintel::TraceHandle h(Lintel::TraceHandle::singleFile, sizes);
+   install(&h);
+   Fen::TraceHandle::levelMaskIs("LintelTestUnit", Fen::TraceFacility::levelBit(8));
+   handler(false);
+   EXPECT_TRUE(h.traceFile()->ring(8)->closed());
+   EXPECT_EQ(h.traceFile()->ring(8)->records(), 0u);
+   EXPECT_EQ(lines_.size(), 1u);
+}
+
+TEST_F(LintelTrace, RingOverwriteKeepsNewestRecords) {
+   Lintel::RingSizes sizes = Lintel::RingSizes::defaults();
+   sizes.bytes[0] = 256;
+   Lintel::TraceHandle h(Lintel::TraceHandle::singleFile, sizes);
+   install(&h);
+   for (int i = 0; i < 1000; ++i)
+      counted(i);
+   Lintel::RingBuf const& ring = *h.traceFile()->ring(0);
+   // Each record: 16 bytes of header and 4 of argument, padded to 24.
+   EXPECT_EQ(ring.capacity(), 256u);
+   std::size_t const held = ring.records();
+   EXPECT_GE(held, 9u);
+   EXPECT_LE(held, 10u);
+   EXPECT_EQ(ring.written(), 1000u);
+   EXPECT_EQ(ring.overwritten(), 1000u - held);
+   auto const r = h.traceFile()->renderedRecords();
+   ASSERT_EQ(r.size(), held);
+   for (std::size_t k = 0; k < held; ++k) {
+      int const i = static_cast<int>(1000 - held + k);
+      EXPECT_EQ(r[k].text, Fen::format("Unit::counted: %d", i));
+      EXPECT_EQ(r[k].seq, static_cast<std::uint64_t>(i + 1));
+   }
+}
+
+TEST_F(LintelTrace, RecordsOfMixedSizesWrapAroundIntact) {
+   Lintel::RingSizes sizes = Lintel::RingSizes::defaults();
+   sizes.bytes[8] = 128;
+   Lintel::TraceHandle h(Lintel::TraceHandle::singleFile, sizes);
+   install(&h);
+   std::vector<std::string> names;
+   for (int i = 0; i < 300; ++i) {
+      std::string const name = "Ethernet" + std::to_string(i % 7 + 1) + "/" + std::to_string(i);
+      names.push_back(name);
+      GANTRY_TRACE(8, "Unit::mixed: %s %s", Fen::String(name), i % 2 == 0);
+   }
+   auto const r = h.traceFile()->renderedRecords();
+   ASSERT_FALSE(r.empty());
+   EXPECT_EQ(r.back().text, Fen::String("Unit::mixed: Ethernet6/299 false"));
+   for (std::size_t k = 1; k < r.size(); ++k)
+      EXPECT_EQ(r[k].seq, r[k - 1].seq + 1);
+   std::size_t const first = 300 - r.size();
+   for (std::size_t k = 0; k < r.size(); ++k) {
+      EXPECT_EQ(r[k].text, Fen::String("Unit::mixed: " + names[first + k] +
+                                       ((first + k) % 2 == 0 ? " true" : " false")));
+   }
+}
+
+TEST_F(LintelTrace, RecordLargerThanRingIsDropped) {
+   Lintel::RingSizes sizes = Lintel::RingSizes::defaults();
+   sizes.bytes[8] = 64;
+   Lintel::TraceHandle h(Lintel::TraceHandle::singleFile, sizes);
+   install(&h);
+   GANTRY_TRACE(8, "Unit::big: %s", std::string(100, 'x'));
+   GANTRY_TRACE(8, "Unit::small: %s", std::string(4, 'y'));
+   Lintel::RingBuf const& ring = *h.traceFile()->ring(8);
+   EXPECT_EQ(ring.dropped(), 1u);
+   EXPECT_EQ(ring.records(), 1u);
+   EXPECT_EQ(h.traceFile()->renderedRecords().at(0).text, Fen::String("Unit::small: yyyy"));
+}
+
+TEST_F(LintelTrace, StringsLongerThanLimitAreCut) {
+   Lintel::RingSizes sizes = Lintel::RingSizes::defaults();
+   sizes.bytes[8] = 1 << 20;
+   Lintel::TraceHandle h(Lintel::TraceHandle::singleFile, sizes);
+   install(&h);
+   GANTRY_TRACE(8, "Unit::long: %s", std::string(70000, 'z'));
+   auto const r = h.traceFile()->renderedRecords();
+   ASSERT_EQ(r.size(), 1u);
+   EXPECT_EQ(r[0].text.size(), std::string("Unit::long: ").size() + 0xFFFF);
+}
+
+TEST_F(LintelTrace, NumbersKeepTheirSign) {
+   Lintel::TraceHandle h;
+   install(&h);
+   std::int8_t const a = -5;
+   std::int16_t const b = -300;
+   std::int64_t const c = -7000000000ll;
+   std::uint64_t const d = 7000000000ull;
+   GANTRY_TRACE(3, "Unit::numbers: %s %s %s %s %s", a, b, c, d, 'A');
+   auto const r = h.traceFile()->renderedRecords();
+   ASSERT_EQ(r.size(), 1u);
+   EXPECT_EQ(r[0].text, Fen::String("Unit::numbers: -5 -300 -7000000000 7000000000 65"));
+   EXPECT_EQ(h.traceFile()->msgDesc(r[0].msgId)->types, Fen::String("islli"));
+}
+
+TEST_F(LintelTrace, StatementNumberIsSharedByFiles) {
+   Lintel::TraceHandle first;
+   Lintel::TraceHandle second;
+   install(&first);
+   handler(false);
+   install(&second);
+   handler(false);
+   int const a = first.traceFile()->renderedRecords().at(0).msgId;
+   int const b = second.traceFile()->renderedRecords().at(0).msgId;
+   EXPECT_EQ(a, b);
+   EXPECT_EQ(second.traceFile()->msgDescs(), 1u);
+}
+
+// ---- Per-thread files ----
+
+TEST_F(LintelTrace, PerThreadFilesKeepEachThreadsRecords) {
+   Lintel::TraceHandle h(Lintel::TraceHandle::filePerThread);
+   EXPECT_EQ(h.mode(), Lintel::TraceHandle::filePerThread);
+   install(&h);
+   EXPECT_TRUE(h.traceFiles().empty());
+   std::vector<std::thread> threads;
+   std::vector<Lintel::TraceFile*> files(3, nullptr);
+   for (int t = 0; t < 3; ++t) {
+      threads.emplace_back([t, &files] {
+         for (int i = 0; i < 50; ++i)
+            counted(t * 1000 + i);
+         files[static_cast<std::size_t>(t)] = Lintel::defaultLintelFile();
+      });
+   }
+   for (auto& th : threads)
+      th.join();
+   std::vector<Lintel::TraceFile*> const all = h.traceFiles();
+   ASSERT_EQ(all.size(), 3u);
+   for (int t = 0; t < 3; ++t) {
+      Lintel::TraceFile* f = files[static_cast<std::size_t>(t)];
+      ASSERT_NE(f, nullptr);
+      EXPECT_NE(std::find(all.begin(), all.end(), f), all.end());
+      auto const r = f->renderedRecords();
+      ASSERT_EQ(r.size(), 50u);
+      EXPECT_EQ(f->msgDescs(), 1u);
+      for (int i = 0; i < 50; ++i) {
+         EXPECT_EQ(r[static_cast<std::size_t>(i)].text,
+                   Fen::format("Unit::counted: %d", t * 1000 + i));
+         EXPECT_EQ(r[static_cast<std::size_t>(i)].seq, static_cast<std::uint64_t>(i + 1));
+      }
+   }
+   // The calling thread gets a file of its own, the same at each call.
+   Lintel::TraceFile* mine = h.mtTraceFile();
+   EXPECT_EQ(h.mtTraceFile(), mine);
+   EXPECT_EQ(h.traceFiles().size(), 4u);
+   EXPECT_EQ(mine->name(), Fen::String("thread 4"));
+}
+
+TEST_F(LintelTrace, PerThreadFilesSaveAndRenderTogether) {
+   Lintel::TraceHandle h(Lintel::TraceHandle::filePerThread);
+   install(&h);
+   std::thread([] { counted(1); }).join();
+   std::thread([] { counted(2); }).join();
+   std::stringstream saved;
+   h.save(saved);
+   std::ostringstream out;
+   EXPECT_EQ(Lintel::renderTraceFiles(saved, out), 2u);
+   EXPECT_EQ(out.str(),
+             "== thread 1 ==\n0 1 Unit::counted: 1\n== thread 2 ==\n0 1 Unit::counted: 2\n");
+}
+
+TEST_F(LintelTrace, ThreadKeepsItsFileWhenSwitchingHandles) {
+   Lintel::TraceHandle a(Lintel::TraceHandle::filePerThread);
+   Lintel::TraceHandle b(Lintel::TraceHandle::filePerThread);
+   install(&a);
+   counted(1);
+   install(&b);
+   counted(2);
+   install(&a);
+   counted(3);
+   ASSERT_EQ(a.traceFiles().size(), 1u);
+   ASSERT_EQ(b.traceFiles().size(), 1u);
+   EXPECT_EQ(rendered(*a.traceFiles()[0]), "0 1 Unit::counted: 1\n0 2 Unit::counted: 3\n");
+   EXPECT_EQ(rendered(*b.traceFiles()[0]), "0 1 Unit::counted: 2\n");
+}
+
+TEST_F(LintelTrace, NewHandleDoesNotReuseThreadFileOfOldOne) {
+   auto first = std::make_unique<Lintel::TraceHandle>(Lintel::TraceHandle::filePerThread);
+   install(first.get());
+   counted(1);
+   first.reset();
+   EXPECT_EQ(Lintel::defaultLintelHandle.load(), nullptr);
+   auto second = std::make_unique<Lintel::TraceHandle>(Lintel::TraceHandle::filePerThread);
+   install(second.get());
+   counted(2);
+   ASSERT_EQ(second->traceFiles().size(), 1u);
+   EXPECT_EQ(second->traceFiles()[0]->renderedRecords().size(), 1u);
+}
+
+// ---- Saved files ----
+
+TEST_F(LintelTrace, SaveLoadRenderRoundTrip) {
+   Lintel::RingSizes sizes = Lintel::RingSizes::defaults();
+   sizes.bytes[0] = 128;
+   Lintel::TraceHandle h(Lintel::TraceHandle::singleFile, sizes);
+   install(&h);
+   handler(false);
+   encapAction(anEncap(), Ulva::hwStatusNotReady);
+   for (int i = 0; i < 40; ++i)
+      counted(i);
+   handler(true);
+   Lintel::TraceFile const& f = *h.traceFile();
+   std::string const before = rendered(f);
+
+   std::stringstream saved;
+   f.save(saved);
+   std::unique_ptr<Lintel::TraceFile> loaded = Lintel::TraceFile::load(saved);
+   EXPECT_EQ(rendered(*loaded), before);
+   EXPECT_EQ(loaded->msgDescs(), 3u);
+   EXPECT_EQ(loaded->seq(), f.seq());
+   EXPECT_EQ(loaded->ring(0)->overwritten(), f.ring(0)->overwritten());
+   EXPECT_EQ(loaded->ring(0)->capacity(), 128u);
+   EXPECT_THAT(before, HasSubstr("8 1 Unit::handler: Ethernet3/1 isDel:false\n"
+                                 "7 2 Unit::action: (Ethernet3/1, 100:0x8100, 4095:0x8100) "
+                                 "hwStatus 1\n"));
+   EXPECT_THAT(before, HasSubstr("0 42 Unit::counted: 39\n8 43 Unit::handler: Ethernet3/1 "
+                                 "isDel:true\n"));
+   // Saving the loaded file gives the same bytes.
+   std::stringstream again;
+   loaded->save(again);
+   EXPECT_EQ(again.str(), saved.str());
+}
+
+TEST(LintelFile, LoadRefusesBadFiles) {
+   Lintel::TraceFile f;
+   int id = 0;
+   Lintel::MsgDesc desc(&f, &id, "file.cpp", 3);
+   Lintel::MsgFormatString types;
+   types.put("s", 'u');
+   desc << types << "Unit::f: "
+        << "%s";
+   desc.finish();
+   Lintel::RingBuf* ring = f.ring(2);
+   ASSERT_TRUE(ring->startMsg(&f, id, 2));
+   *ring << std::uint16_t{42};
+   ring->endMsg();
+   std::stringstream good;
+   f.save(good);
+   std::string const bytes = good.str();
+   EXPECT_EQ(rendered(*[&] {
+                std::istringstream in(bytes);
+                return Lintel::TraceFile::load(in);
+             }()),
+             "2 1 Unit::f: 42\n");
+
+   auto loadError = [](std::string const& b) -> std::string {
+      std::istringstream in(b);
+      try {
+         Lintel::TraceFile::load(in);
+      } catch (Fen::RangeException const& e) {
+         return e.what();
+      }
+      return "loaded";
+   };
+   EXPECT_THAT(loadError("not a trace file at all"), HasSubstr("does not start with LINTEL"));
+   EXPECT_THAT(loadError(""), HasSubstr("cut short"));
+   for (std::size_t cut : {std::size_t{9}, std::size_t{30}, bytes.size() / 2, bytes.size() - 1}) {
+      EXPECT_THAT(loadError(bytes.substr(0, cut)), HasSubstr("cut short")) << cut;
+   }
+   // The record (24 bytes) comes before the 29 empty levels 3 to 31, each
+   // saved in 36 bytes; its message number sits 4 bytes in.
+   std::size_t const record = bytes.size() - 29 * 36 - 24;
+   ASSERT_EQ(bytes[record], 24);
+   std::string badId = bytes;
+   std::uint32_t const otherId = static_cast<std::uint32_t>(id) + 1;
+   std::memcpy(badId.data() + record + 4, &otherId, 4);
+   EXPECT_THAT(loadError(badId), HasSubstr("not described"));
+   std::string badSize = bytes;
+   badSize[record] = 20;
+   EXPECT_THAT(loadError(badSize), HasSubstr("bad size"));
+   std::string badOrder = bytes;
+   std::swap(badOrder[8], badOrder[11]);
+   EXPECT_THAT(loadError(badOrder), HasSubstr("byte order"));
+
+   std::istringstream empty("");
+   std::ostringstream out;
+   EXPECT_THROW(Lintel::renderTraceFiles(empty, out), Fen::RangeException);
+}
+
+TEST(LintelFile, RecordShorterThanItsTypesIsRefused) {
+   Lintel::TraceFile f;
+   int id = 0;
+   Lintel::MsgDesc desc(&f, &id, "file.cpp", 3);
+   Lintel::MsgFormatString types;
+   types.put("i", 'u');
+   types.put("i", 'u');
+   types.put("i", 'u');
+   desc << types << "Unit::f: %s %s %s";
+   desc.finish();
+   // Holds one number of the three.
+   Lintel::RingBuf* ring = f.ring(2);
+   ASSERT_TRUE(ring->startMsg(&f, id, 4));
+   *ring << std::uint32_t{1};
+   ring->endMsg();
+   std::stringstream saved;
+   f.save(saved);
+   try {
+      Lintel::TraceFile::load(saved);
+      ADD_FAILURE() << "loaded";
+   } catch (Fen::RangeException const& e) {
+      EXPECT_THAT(e.what(), HasSubstr("arguments run past the end of the record"));
+   }
+   // Rendering what is in memory says so instead of failing.
+   EXPECT_THAT(rendered(f), HasSubstr("arguments run past the end of the record"));
+}
+
+// ---- The ring and the description API directly ----
+
+TEST(LintelRing, LowLevelWriteAndRead) {
+   Lintel::TraceFile f(Lintel::RingSizes::uniform(0));
+   f.ringSizeIs(5, 100);
+   EXPECT_EQ(f.ring(5)->capacity(), 128u);
+   EXPECT_TRUE(f.ring(4)->closed());
+   int id = 0;
+   Lintel::MsgDesc desc(&f, &id, "here.cpp", 10);
+   Lintel::MsgFormatString types;
+   types.put("p");
+   types.put("b");
+   types.put("s", 'x');
+   types.put("i", 'd');
+   desc << types << "Unit::low: "
+        << "%s"
+        << " "
+        << "%s"
+        << " "
+        << "%s"
+        << " "
+        << "%s";
+   EXPECT_EQ(id, 0);
+   int const number = desc.finish();
+   EXPECT_EQ(id, number);
+   EXPECT_TRUE(f.msgKnown(id));
+   EXPECT_FALSE(f.msgKnown(0));
+   EXPECT_FALSE(f.ring(4)->startMsg(&f, id, 4));
+
+   Lintel::RingBuf* ring = f.ring(5);
+   std::size_t const bytes = Lintel::RingBuf::stringBytes("Vlan7") + 1 + 2 + 4;
+   ASSERT_TRUE(ring->startMsg(&f, id, bytes));
+   put(ring, "Vlan7");
+   *ring << true << std::uint16_t{0x88a8} << static_cast<std::uint32_t>(-9);
+   ring->endMsg();
+   EXPECT_EQ(rendered(f), "5 1 Unit::low: Vlan7 true 0x88a8 -9\n");
+}
+
+TEST(LintelRing, ResizingDropsRecords) {
+   Lintel::RingBuf ring(64);
+   Lintel::TraceFile f;
+   ASSERT_TRUE(ring.startMsg(&f, 1, 0));
+   ring.endMsg();
+   EXPECT_EQ(ring.records(), 1u);
+   ring.capacityIs(1000);
+   EXPECT_EQ(ring.capacity(), 1024u);
+   EXPECT_EQ(ring.records(), 0u);
+   EXPECT_EQ(ring.written(), 0u);
+   ring.capacityIs(1);
+   EXPECT_EQ(ring.capacity(), Lintel::RingBuf::capacityMin);
+}
