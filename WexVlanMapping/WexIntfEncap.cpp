@@ -2,6 +2,7 @@
 
 #include "Fen/Assert.h"
 #include "Fen/Hash.h"
+#include "Fen/Strep.h"
 
 namespace WexVlanMapping {
 
@@ -14,14 +15,101 @@ struct ModulePublisher {
 } const modulePublisher;
 }  // namespace
 
+namespace {
+constexpr Fen::EnumType<unsigned char>::Enumerator wexIntfEncapSourceNames[] = {
+    {staticEncap, "staticEncap"},
+    {macsecProxy, "macsecProxy"},
+};
+constinit Fen::EnumType<unsigned char> const wexIntfEncapSourceType(
+    "WexVlanMapping::WexIntfEncapSource", wexIntfEncapSourceNames);
+}  // namespace
+
+WexIntfEncapSource WexIntfEncapSourceInstance(unsigned int number) {
+   return static_cast<WexIntfEncapSource>(wexIntfEncapSourceType.instance(number));
+}
+
+WexIntfEncapSource WexIntfEncapSourceInstance(Fen::String const& name) {
+   return static_cast<WexIntfEncapSource>(wexIntfEncapSourceType.instance(name));
+}
+
 std::ostream& operator<<(std::ostream& os, WexIntfEncapSource const& s) {
-   switch (s) {
-      case staticEncap:
-         return os << "staticEncap";
-      case macsecProxy:
-         return os << "macsecProxy";
+   return wexIntfEncapSourceType.operatorLessLess(os, s);
+}
+
+Fen::String valueToStrep(WexIntfEncapSource const& s) {
+   return wexIntfEncapSourceType.valueToStrep(s);
+}
+
+Fen::String stringValue(WexIntfEncapSource s) {
+   return wexIntfEncapSourceType.stringValue(s);
+}
+
+void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
+                     WexIntfEncapSource* out) {
+   unsigned char value = 0;
+   wexIntfEncapSourceType.sequenceToValue(it, end, &value);
+   *out = static_cast<WexIntfEncapSource>(value);
+}
+
+WexDynamicIntfEncapInfo::WexDynamicIntfEncapInfo(Fen::String::IteratorConst& begin,
+                                                 Fen::String::IteratorConst const& end) {
+   Fen::needString(begin, end, "Value('WexVlanMapping::WexDynamicIntfEncapInfo', ** {");
+   Fen::needString(begin, end, "'intfEncap': ");
+   intfEncap_ = Fen::deserializeAttr<Ulva::IntfEncap>(begin, end, "intfEncap");
+   Fen::needString(begin, end, ", 'egressEncap': ");
+   egressEncap_ = Fen::deserializeAttr<Ulva::VlanTagEncap>(begin, end, "egressEncap");
+   Fen::needString(begin, end, ", 'source': ");
+   source_ = Fen::deserializeAttr<WexIntfEncapSource>(begin, end, "source");
+   Fen::needString(begin, end, ", 'serviceIntf': ");
+   serviceIntf_ = Fen::deserializeAttr<Kestin::IntfId>(begin, end, "serviceIntf");
+   Fen::needString(begin, end, "})");
+}
+
+WexIntfEncapHwConfig::WexIntfEncapHwConfig(Fen::String::IteratorConst& begin,
+                                           Fen::String::IteratorConst const& end) {
+   Fen::needString(begin, end, "Value('WexVlanMapping::WexIntfEncapHwConfig', ** {");
+   Fen::needString(begin, end, "'intfEncap': ");
+   intfEncap_ = Fen::deserializeAttr<Ulva::IntfEncap>(begin, end, "intfEncap");
+   Fen::needString(begin, end, ", 'egressEncap': ");
+   egressEncap_ = Fen::deserializeAttr<Ulva::VlanTagEncap>(begin, end, "egressEncap");
+   Fen::needString(begin, end, ", 'source': ");
+   source_ = Fen::deserializeAttr<WexIntfEncapSource>(begin, end, "source");
+   Fen::needString(begin, end, ", 'fwdInfo': ");
+   try {
+      fwdInfo_ = Ulva::ServiceIntfFwdInfo(begin, end);
+   } catch (Fen::RangeException const& e) {
+      Fen::rethrowFromDeserializeAttr(e, "fwdInfo");
    }
-   return os << static_cast<unsigned>(s);
+   Fen::needString(begin, end, ", 'lagId': ");
+   lagId_ = Fen::deserializeAttr<Kestin::IntfId>(begin, end, "lagId");
+   Fen::needString(begin, end, ", 'retryCnt': ");
+   retryCnt_ = Fen::deserializeAttr<std::uint32_t>(begin, end, "retryCnt");
+   Fen::needString(begin, end, "})");
+}
+
+Fen::String valueToStrep(WexDynamicIntfEncapInfo const& info) {
+   return Fen::format(
+       "Value('WexVlanMapping::WexDynamicIntfEncapInfo', ** {'intfEncap': %s, 'egressEncap': %s, "
+       "'source': %s, 'serviceIntf': %s})",
+       valueToStrep(info.intfEncap()).charPtr(), valueToStrep(info.egressEncap()).charPtr(),
+       valueToStrep(info.source()).charPtr(), valueToStrep(info.serviceIntf()).charPtr());
+}
+
+Fen::String valueToStrep(WexIntfEncapHwConfig const& config) {
+   return Fen::format(
+       "Value('WexVlanMapping::WexIntfEncapHwConfig', ** {'intfEncap': %s, 'egressEncap': %s, "
+       "'source': %s, 'fwdInfo': %s, 'lagId': %s, 'retryCnt': %u})",
+       valueToStrep(config.intfEncap()).charPtr(), valueToStrep(config.egressEncap()).charPtr(),
+       valueToStrep(config.source()).charPtr(), valueToStrep(config.fwdInfo()).charPtr(),
+       valueToStrep(config.lagId()).charPtr(), unsigned{config.retryCnt()});
+}
+
+std::ostream& operator<<(std::ostream& os, WexDynamicIntfEncapInfo const& info) {
+   return os << valueToStrep(info);
+}
+
+std::ostream& operator<<(std::ostream& os, WexIntfEncapHwConfig const& config) {
+   return os << valueToStrep(config);
 }
 
 std::uint32_t WexDynamicIntfEncapInfo::hash(std::uint32_t seed) const {
@@ -61,3 +149,25 @@ Fen::Ptr<SupportedEncapServiceTypes> supportedEncapServiceTypesFactory() {
 }
 
 }  // namespace WexVlanMapping
+
+namespace Fen {
+
+template <>
+void strepToValue<WexVlanMapping::WexDynamicIntfEncapInfo>(
+    String const& string, WexVlanMapping::WexDynamicIntfEncapInfo* out) {
+   String::IteratorConst it = string.begin();
+   WexVlanMapping::WexDynamicIntfEncapInfo value(it, string.end());
+   strepToValueEnd(string, it);
+   *out = value;
+}
+
+template <>
+void strepToValue<WexVlanMapping::WexIntfEncapHwConfig>(String const& string,
+                                                        WexVlanMapping::WexIntfEncapHwConfig* out) {
+   String::IteratorConst it = string.begin();
+   WexVlanMapping::WexIntfEncapHwConfig value(it, string.end());
+   strepToValueEnd(string, it);
+   *out = value;
+}
+
+}  // namespace Fen

@@ -20,6 +20,8 @@
 
 #include "Fen/Accessors.h"
 #include "Fen/Reactor.h"
+#include "Fen/Strep.h"
+#include "Fen/String.h"
 #include "Kestin/IntfId.h"
 #include "Ulva/IntfEncap.h"
 #include "Ulva/ServiceIntfFwdInfo.h"
@@ -32,12 +34,24 @@ enum WexIntfEncapSource : std::uint8_t {
    macsecProxy = 1,  // made by the dynamic encap state machine for the MACsec proxy
 };
 
+// The enumeration's names are told once, in the unit's table: the string form of
+// an enumerator is its name, "staticEncap" or "macsecProxy". A number or name
+// that is no enumerator is refused with Fen::RangeException.
+WexIntfEncapSource WexIntfEncapSourceInstance(unsigned int number);
+WexIntfEncapSource WexIntfEncapSourceInstance(Fen::String const& name);
 std::ostream& operator<<(std::ostream& os, WexIntfEncapSource const& s);
+Fen::String valueToStrep(WexIntfEncapSource const& s);
+Fen::String stringValue(WexIntfEncapSource s);
+void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
+                     WexIntfEncapSource* out);
 
 class WexDynamicIntfEncapInfo {
 public:
    WexDynamicIntfEncapInfo() = default;
    explicit WexDynamicIntfEncapInfo(Ulva::IntfEncap const& intfEncap) : intfEncap_(intfEncap) {}
+   // Parses the string form (see valueToStrep); refuses with Fen::RangeException.
+   WexDynamicIntfEncapInfo(Fen::String::IteratorConst& begin,
+                           Fen::String::IteratorConst const& end);
 
    // The key in WexDynamicIntfEncapColl; set by the constructor only.
    Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
@@ -67,6 +81,8 @@ public:
    WexIntfEncapHwConfig(Ulva::IntfEncap const& intfEncap, Ulva::ServiceIntfFwdInfo const& fwdInfo,
                         Kestin::IntfId lagId)
        : intfEncap_(intfEncap), fwdInfo_(fwdInfo), lagId_(lagId) {}
+   // Parses the string form (see valueToStrep); refuses with Fen::RangeException.
+   WexIntfEncapHwConfig(Fen::String::IteratorConst& begin, Fen::String::IteratorConst const& end);
 
    // The key in WexIntfEncapHwConfigColl and WexPortEncapHwConfigList.
    Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
@@ -108,6 +124,18 @@ private:
    Kestin::IntfId lagId_;
    std::uint32_t retryCnt_ = 0;
 };
+
+// String forms, one line each, parsed back by the parsing constructors and by
+// Fen::strepToValue; operator<< writes exactly the same text:
+//   Value('WexVlanMapping::WexDynamicIntfEncapInfo', ** {'intfEncap': ...,
+//         'egressEncap': ..., 'source': ..., 'serviceIntf': ...})
+//   Value('WexVlanMapping::WexIntfEncapHwConfig', ** {'intfEncap': ..., 'egressEncap': ...,
+//         'source': ..., 'fwdInfo': ..., 'lagId': ..., 'retryCnt': ...})
+// The derived members of WexIntfEncapHwConfig do not appear.
+Fen::String valueToStrep(WexDynamicIntfEncapInfo const& info);
+Fen::String valueToStrep(WexIntfEncapHwConfig const& config);
+std::ostream& operator<<(std::ostream& os, WexDynamicIntfEncapInfo const& info);
+std::ostream& operator<<(std::ostream& os, WexIntfEncapHwConfig const& config);
 
 // Key functors of the maps whose key lies in the record.
 struct EntryKeyFunktor {
@@ -202,3 +230,12 @@ Fen::Ptr<WexIntfEncapHwConfigColl> wexIntfEncapHwConfigCollFactory();
 Fen::Ptr<SupportedEncapServiceTypes> supportedEncapServiceTypesFactory();
 
 }  // namespace WexVlanMapping
+
+namespace Fen {
+template <>
+void strepToValue<WexVlanMapping::WexDynamicIntfEncapInfo>(
+    String const& string, WexVlanMapping::WexDynamicIntfEncapInfo* out);
+template <>
+void strepToValue<WexVlanMapping::WexIntfEncapHwConfig>(String const& string,
+                                                        WexVlanMapping::WexIntfEncapHwConfig* out);
+}  // namespace Fen

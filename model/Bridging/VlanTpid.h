@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <ostream>
 
+#include "Fen/String.h"
+
 namespace Bridging {
 
 enum VlanTpid : std::uint16_t {
@@ -15,5 +17,11 @@ enum VlanTpid : std::uint16_t {
 
 // Prints the number in hexadecimal, "0x8100".
 std::ostream& operator<<(std::ostream& os, VlanTpid tpid);
+
+// String form: the number in hexadecimal, "0x" and four lower-case digits, as
+// "0x8100". Any 16-bit value is a tpid.
+Fen::String valueToStrep(VlanTpid const& tpid);
+void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
+                     VlanTpid* out);
 
 }  // namespace Bridging

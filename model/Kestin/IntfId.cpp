@@ -1,10 +1,12 @@
 #include "Kestin/IntfId.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
 #include "Fen/Exception.h"
 #include "Fen/Hash.h"
+#include "Fen/Strep.h"
 
 namespace Kestin {
 
@@ -105,6 +107,34 @@ Fen::String IntfId::stringValue() const {
 }
 
 std::ostream& operator<<(std::ostream& os, IntfId id) { return os << id.stringValue(); }
+
+Fen::String valueToStrep(IntfId const& id) {
+   return Fen::String("'") + id.stringValue() + "'";
+}
+
+void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
+                     IntfId* out) {
+   Fen::String::IteratorConst p = it;
+   Fen::needString(p, end, "'");
+   Fen::String::IteratorConst const close = std::find(p, end, '\'');
+   if (close == end) {
+      Fen::throwRangeException(
+          Fen::format("interface name without its closing quote before the end of the text: %s",
+                      Fen::strepExcerpt(it, end).charPtr()));
+   }
+   // Names are made of letters, digits, '/', '.' and '-'; anything else is
+   // refused here, so that the message can quote it safely.
+   bool const plain = std::all_of(p, close, [](char c) {
+      return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+             c == '/' || c == '.' || c == '-';
+   });
+   if (!plain) {
+      Fen::throwRangeException(
+          Fen::format("invalid interface name %s", Fen::strepQuote(p, close).charPtr()));
+   }
+   *out = IntfId(Fen::String(p, close));
+   it = close + 1;
+}
 
 bool EthIntfId::isEthIntfId(IntfId id) {
    return id.kind() == IntfId::kindEthernet && SubIntfId::subIntfNumber(id) == 0;

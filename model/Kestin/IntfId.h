@@ -61,6 +61,11 @@ private:
 };
 
 std::ostream& operator<<(std::ostream& os, IntfId id);
+// String form: the name in single quotes, 'Ethernet3/1'; '' for the default id.
+Fen::String valueToStrep(IntfId const& id);
+// Parses the string form; a bad name raises Fen::RangeException quoting it.
+void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
+                     IntfId* out);
 // The word that seeded hashing mixes.
 inline std::uint64_t fenKeyWord(IntfId id) { return id.value(); }
 

@@ -17,6 +17,8 @@ public:
    IntfEncap() = default;
    explicit IntfEncap(Kestin::IntfId intfId, VlanTagEncap const& encap = VlanTagEncap())
        : intfId_(intfId), encap_(encap) {}
+   // Parses the string form (see valueToStrep).
+   IntfEncap(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end);
 
    Kestin::IntfId intfId() const { return intfId_; }
    VlanTagEncap const& encap() const { return encap_; }
@@ -41,5 +43,8 @@ private:
 
 // "(Ethernet3/1, 100:0x8100, 4095:0x8100)"
 std::ostream& operator<<(std::ostream& os, IntfEncap const& e);
+// The parseable string form, beside the readable one above:
+//   Value('Ulva::IntfEncap', ** {'intfId': 'Ethernet3/1', 'encap': <VlanTagEncap>})
+Fen::String valueToStrep(IntfEncap const& e);
 
 }  // namespace Ulva

@@ -1,22 +1,37 @@
 #include "Ulva/IntfEncapHwStatus.h"
 
+#include "Fen/Strep.h"
+
 namespace Ulva {
 
+namespace {
+constexpr Fen::EnumType<unsigned char>::Enumerator intfEncapHwStatusNames[] = {
+    {hwStatusFailed, "hwStatusFailed"},
+    {hwStatusNotReady, "hwStatusNotReady"},
+    {hwStatusSuccess, "hwStatusSuccess"},
+};
+constinit Fen::EnumType<unsigned char> const intfEncapHwStatusType("Ulva::IntfEncapHwStatus",
+                                                                   intfEncapHwStatusNames);
+}  // namespace
+
 char const* hwStatusName(IntfEncapHwStatus s) {
-   switch (s) {
-      case hwStatusFailed:
-         return "hwStatusFailed";
-      case hwStatusNotReady:
-         return "hwStatusNotReady";
-      case hwStatusSuccess:
-         return "hwStatusSuccess";
-   }
-   return nullptr;
+   return intfEncapHwStatusType.name(s);
 }
 
 std::ostream& operator<<(std::ostream& os, IntfEncapHwStatus s) {
    if (char const* name = hwStatusName(s)) return os << name;
    return os << "IntfEncapHwStatus(" << static_cast<unsigned>(s) << ")";
+}
+
+Fen::String valueToStrep(IntfEncapHwStatus const& s) {
+   return intfEncapHwStatusType.valueToStrep(s);
+}
+
+void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
+                     IntfEncapHwStatus* out) {
+   unsigned char value = 0;
+   intfEncapHwStatusType.sequenceToValue(it, end, &value);
+   *out = static_cast<IntfEncapHwStatus>(value);
 }
 
 }  // namespace Ulva

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <ostream>
 
+#include "Fen/String.h"
+
 namespace Ulva {
 
 enum IntfEncapHwStatus : std::uint8_t {
@@ -17,5 +19,9 @@ enum IntfEncapHwStatus : std::uint8_t {
 // The enumerator's name; "IntfEncapHwStatus(<n>)" for a byte outside it.
 char const* hwStatusName(IntfEncapHwStatus s);
 std::ostream& operator<<(std::ostream& os, IntfEncapHwStatus s);
+// String form: the enumerator's name, "hwStatusSuccess".
+Fen::String valueToStrep(IntfEncapHwStatus const& s);
+void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
+                     IntfEncapHwStatus* out);
 
 }  // namespace Ulva

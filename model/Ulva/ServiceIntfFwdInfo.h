@@ -20,6 +20,11 @@ enum ServiceIntfType : std::uint8_t {
 };
 
 std::ostream& operator<<(std::ostream& os, ServiceIntfType t);
+// String form: the enumerator's name, "serviceIntfTypeSubIntf"; a value without
+// a name (any byte is a service type) in decimal.
+Fen::String valueToStrep(ServiceIntfType const& t);
+void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
+                     ServiceIntfType* out);
 
 // The forwarding record of a service interface, copied whole. `fwdData` is
 // opaque to this system, except that 0 means nothing to forward to.
@@ -27,6 +32,8 @@ class ServiceIntfFwdInfo {
 public:
    ServiceIntfFwdInfo() = default;
    explicit ServiceIntfFwdInfo(Kestin::IntfId serviceIntf) : serviceIntf_(serviceIntf) {}
+   // Parses the string form (see valueToStrep).
+   ServiceIntfFwdInfo(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end);
 
    // The key in Ulva::ServiceIntfFwdInfoColl.
    Kestin::IntfId serviceIntf() const { return serviceIntf_; }
@@ -53,5 +60,9 @@ private:
 };
 
 std::ostream& operator<<(std::ostream& os, ServiceIntfFwdInfo const& info);
+// The parseable string form, beside the readable one above:
+//   Value('Ulva::ServiceIntfFwdInfo', ** {'serviceIntf': 'Ethernet3/1.100',
+//         'serviceType': serviceIntfTypeSubIntf, 'fwdData': 7})
+Fen::String valueToStrep(ServiceIntfFwdInfo const& info);
 
 }  // namespace Ulva

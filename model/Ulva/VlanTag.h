@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "Bridging/VlanTpid.h"
+#include "Fen/String.h"
 
 namespace Ulva {
 
@@ -17,6 +18,8 @@ public:
    static constexpr std::uint16_t vidMax = 4097;
 
    VlanTag() = default;
+   // Parses the string form (see valueToStrep); refuses a vid above 4097.
+   VlanTag(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end);
 
    std::uint16_t vid() const { return vid_; }
    // Refuses a vid above 4097 with Fen::RangeException.
@@ -49,6 +52,8 @@ class VlanTagEncap {
 public:
    VlanTagEncap() = default;
    VlanTagEncap(VlanTag const& outer, VlanTag const& inner) : outerTag_(outer), innerTag_(inner) {}
+   // Parses the string form (see valueToStrep).
+   VlanTagEncap(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end);
 
    VlanTag const& outerTag() const { return outerTag_; }
    void outerTagIs(VlanTag const& t) { outerTag_ = t; }
@@ -79,5 +84,11 @@ private:
 
 std::ostream& operator<<(std::ostream& os, VlanTag const& tag);
 std::ostream& operator<<(std::ostream& os, VlanTagEncap const& encap);
+
+// String forms, parsed back by the parsing constructors:
+//   Value('Ulva::VlanTag', ** {'vid': 100, 'tpid': 0x8100, 'tagFlags': 0})
+//   Value('Ulva::VlanTagEncap', ** {'outerTag': <VlanTag>, 'innerTag': <VlanTag>})
+Fen::String valueToStrep(VlanTag const& tag);
+Fen::String valueToStrep(VlanTagEncap const& encap);
 
 }  // namespace Ulva
