@@ -156,13 +156,13 @@ std::size_t lintelBytes(T const& v) {
 }
 
 template <class T>
-void lintelPut(Lintel::RingBuf* ring, T const& v) {
+void lintelPut(Lintel::RecordCursor& c, T const& v) {
    if constexpr (isLintelString<T>) {
-      put(ring, lintelStringView(v));
+      c.put(lintelStringView(v));
    } else if constexpr (std::is_same_v<T, bool>) {
-      *ring << v;
+      c.raw(static_cast<std::uint8_t>(v ? 1 : 0));
    } else {
-      *ring << lintelNumber(v);
+      c.raw(lintelNumber(v));
    }
 }
 
@@ -252,8 +252,9 @@ template <class... A>
       }
       Lintel::RingBuf* ring = file->ring(level);
       if (ring->startMsg(file, id, (std::size_t{0} + ... + lintelBytes(args)))) {
-         (lintelPut(ring, args), ...);
-         ring->endMsg();
+         Lintel::RecordCursor c = ring->cursor();
+         (lintelPut(c, args), ...);
+         ring->endMsg(c);
       }
    }
    if (handle.levelEnabled(level)) {

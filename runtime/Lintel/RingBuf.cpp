@@ -17,7 +17,7 @@ void RingBuf::capacityIs(std::size_t bytes) {
       capacity_ = std::bit_ceil(bytes);
    }
    head_ = tail_ = 0;
-   cursor_ = recordEnd_ = nullptr;
+   cursor_ = RecordCursor();
    written_ = overwritten_ = dropped_ = 0;
 }
 

@@ -2,7 +2,8 @@
 //
 // A record is written in three steps: startMsg reserves it whole (header and
 // payload, whose size the caller computes first), operator<< and put append the
-// arguments as raw bytes, endMsg closes it. Nothing is formatted and nothing is
+// arguments as raw bytes (directly, or through a local RecordCursor), endMsg
+// closes it. Nothing is formatted and nothing is
 // locked. When the ring is full, the oldest records are overwritten.
 //
 // Record layout
@@ -42,14 +43,55 @@ namespace Lintel {
 
 class TraceFile;
 
+// Longest string a record carries; longer ones are cut.
+inline constexpr std::size_t stringBytesMax = 0xFFFF;
+
+// Where the arguments of an open record go: the next byte and the end of the
+// reserved space. A writer that appends many arguments keeps one in a local
+// variable (RingBuf::cursor()), so that the compiler holds it in registers.
+struct RecordCursor {
+   char* at = nullptr;
+   char* end = nullptr;
+
+   template <class T>
+   void raw(T v) {
+      FEN_ASSERT(end - at >= static_cast<std::ptrdiff_t>(sizeof v));
+      std::memcpy(at, &v, sizeof v);
+      at += sizeof v;
+   }
+   // Copies n bytes; short strings (interface names) take a few fixed-size
+   // moves instead of a call.
+   void bytes(char const* s, std::size_t n) {
+      FEN_ASSERT(end - at >= static_cast<std::ptrdiff_t>(n));
+      if (n >= 8 && n <= 16) {
+         std::memcpy(at, s, 8);
+         std::memcpy(at + n - 8, s + n - 8, 8);
+      } else if (n >= 4 && n < 8) {
+         std::memcpy(at, s, 4);
+         std::memcpy(at + n - 4, s + n - 4, 4);
+      } else if (n > 16) {
+         std::memcpy(at, s, n);
+      } else {
+         for (std::size_t i = 0; i < n; ++i)
+            at[i] = s[i];
+      }
+      at += n;
+   }
+   // A string: its length (at most stringBytesMax) and its bytes.
+   void put(std::string_view s) {
+      std::size_t const n = s.size() < stringBytesMax ? s.size() : stringBytesMax;
+      raw(static_cast<std::uint16_t>(n));
+      bytes(s.data(), n);
+   }
+};
+
 class RingBuf {
  public:
    static constexpr std::size_t headerBytes = 16;
    static constexpr std::size_t recordAlignment = 8;
    static constexpr std::size_t capacityMin = 64;
    static constexpr std::size_t capacityMax = std::size_t{1} << 30;
-   // Longest string a record carries; longer ones are cut.
-   static constexpr std::size_t stringBytesMax = 0xFFFF;
+   static constexpr std::size_t stringBytesMax = Lintel::stringBytesMax;
 
    struct Record {
       int msgId;
@@ -81,23 +123,24 @@ class RingBuf {
    RingBuf& operator<<(std::uint32_t v) { return raw(v); }
    RingBuf& operator<<(std::uint64_t v) { return raw(v); }
    // Appends a string: its length (at most stringBytesMax) and its bytes.
-   friend void put(RingBuf* ring, std::string_view s) {
-      std::size_t const n = s.size() < stringBytesMax ? s.size() : stringBytesMax;
-      *ring << static_cast<std::uint16_t>(n);
-      FEN_ASSERT(ring->recordEnd_ - ring->cursor_ >= static_cast<std::ptrdiff_t>(n));
-      std::memcpy(ring->cursor_, s.data(), n);
-      ring->cursor_ += n;
-   }
+   friend void put(RingBuf* ring, std::string_view s) { ring->cursor_.put(s); }
    friend void put(RingBuf* ring, char const* s) { put(ring, std::string_view(s ? s : "")); }
    // Bytes a string takes in a record.
    static std::size_t stringBytes(std::string_view s) {
       return 2 + (s.size() < stringBytesMax ? s.size() : stringBytesMax);
    }
    // Closes the record opened by startMsg; every reserved byte must be written.
+   // (The padding was zeroed by startMsg.)
    void endMsg() {
-      FEN_ASSERT(recordEnd_ - cursor_ < static_cast<std::ptrdiff_t>(recordAlignment));
-      while (cursor_ != recordEnd_)
-         *cursor_++ = 0;
+      FEN_ASSERT(cursor_.end - cursor_.at < static_cast<std::ptrdiff_t>(recordAlignment));
+   }
+   // For a writer that appends through a local cursor: take it after startMsg,
+   // and close the record with it.
+   RecordCursor cursor() const { return cursor_; }
+   void endMsg(RecordCursor const& c) {
+      FEN_ASSERT(c.end == cursor_.end);
+      cursor_ = c;
+      endMsg();
    }
 
    // Calls f(Record const&) for each record held, oldest first.
@@ -140,9 +183,7 @@ class RingBuf {
  private:
    template <class T>
    RingBuf& raw(T v) {
-      FEN_ASSERT(recordEnd_ - cursor_ >= static_cast<std::ptrdiff_t>(sizeof v));
-      std::memcpy(cursor_, &v, sizeof v);
-      cursor_ += sizeof v;
+      cursor_.raw(v);
       return *this;
    }
    void allocate();
@@ -161,8 +202,7 @@ class RingBuf {
    std::size_t capacity_ = 0;
    std::uint64_t head_ = 0;
    std::uint64_t tail_ = 0;
-   char* cursor_ = nullptr;
-   char* recordEnd_ = nullptr;
+   RecordCursor cursor_;
    std::uint64_t written_ = 0;
    std::uint64_t overwritten_ = 0;
    std::uint64_t dropped_ = 0;

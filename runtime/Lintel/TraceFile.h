@@ -142,11 +142,13 @@ inline bool RingBuf::startMsg(TraceFile* file, int msgId, std::size_t payloadByt
    std::uint32_t const header[2] = {static_cast<std::uint32_t>(size),
                                     static_cast<std::uint32_t>(msgId)};
    std::uint64_t const seq = file->seqNext();
+   // Zero the last 8 bytes first, so that the padding is zero whatever the
+   // arguments leave of it (they are at least the seq when there is no payload).
+   std::memset(p + size - 8, 0, 8);
    std::memcpy(p, header, 8);
    std::memcpy(p + 8, &seq, 8);
    head_ += size;
-   cursor_ = p + headerBytes;
-   recordEnd_ = p + size;
+   cursor_ = RecordCursor{p + headerBytes, p + size};
    ++written_;
    return true;
 }
