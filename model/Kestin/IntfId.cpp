@@ -1,6 +1,7 @@
 #include "Kestin/IntfId.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -85,25 +86,33 @@ std::uint32_t IntfId::hash() const { return Fen::hashSingleAttr(0, value()); }
 
 Fen::String IntfId::stringValue() const {
    std::uint64_t const w = value();
-   auto field = [w](int shift, std::uint64_t mask) { return (w >> shift) & mask; };
-   std::string s;
+   auto field = [w](int shift, std::uint64_t mask) {
+      return static_cast<unsigned long long>((w >> shift) & mask);
+   };
+   // The longest name, "Port-Channel65535.1048575", fits with room to spare.
+   char buf[48];
+   int n;
    switch (kind()) {
       case kindEthernet:
-         s = "Ethernet" + std::to_string(field(nShift, nMax));
-         if (field(mShift, mMax)) s += "/" + std::to_string(field(mShift, mMax));
-         if (field(kShift, kMax)) s += "/" + std::to_string(field(kShift, kMax));
+         n = std::snprintf(buf, sizeof buf, "Ethernet%llu", field(nShift, nMax));
+         if (field(mShift, mMax)) {
+            n += std::snprintf(buf + n, sizeof buf - n, "/%llu", field(mShift, mMax));
+         }
+         if (field(kShift, kMax)) {
+            n += std::snprintf(buf + n, sizeof buf - n, "/%llu", field(kShift, kMax));
+         }
          break;
       case kindPortChannel:
-         s = "Port-Channel" + std::to_string(field(nShift, nMax));
+         n = std::snprintf(buf, sizeof buf, "Port-Channel%llu", field(nShift, nMax));
          break;
       case kindVlan:
-         s = "Vlan" + std::to_string(field(nShift, nMax));
+         n = std::snprintf(buf, sizeof buf, "Vlan%llu", field(nShift, nMax));
          break;
       default:
          return Fen::String();
    }
-   if (std::uint64_t const sub = field(0, subMax)) s += "." + std::to_string(sub);
-   return Fen::String(std::move(s));
+   if (field(0, subMax)) n += std::snprintf(buf + n, sizeof buf - n, ".%llu", field(0, subMax));
+   return Fen::String(std::string_view(buf, static_cast<std::size_t>(n)));
 }
 
 std::ostream& operator<<(std::ostream& os, IntfId id) { return os << id.stringValue(); }

@@ -185,14 +185,18 @@ void fenForEachReactor(HashMap2018<Tag, Key, Ptr<R>> const& map, Fn&& fn) {
    }
 }
 
-template <class T>
-concept StateMachineBase = requires(T& t) { t.fenDoZombieReactors(true); };
+// The root of every state machine: a counted object that can turn itself and
+// its reactors into zombies. Its own part is the mark.
+class StateMachineRoot : public PtrInterface {
+public:
+   virtual void fenDoZombieReactors(bool zombie) { fenMarkedForDeletionIs(zombie); }
+};
 
 // The state machine shape. `Derived` lists its reactor attributes, in attribute
 // order, through `auto fenReactors()` returning a std::tie of its ReactorSlot
-// members followed by its maps of per-member reactors. `Base` is Fen::PtrInterface,
-// or the state machine a platform derives from.
-template <class Derived, class Base = PtrInterface>
+// members followed by its maps of per-member reactors. `Base` is
+// Fen::StateMachineRoot, or the state machine a platform derives from.
+template <class Derived, class Base = StateMachineRoot>
 class StateMachine : public Base {
 public:
    using Base::Base;
@@ -207,10 +211,10 @@ public:
 
    // Marks the machine and its reactors as zombies, or brings them back. Each
    // reactor is held by a counted reference during its call.
-   virtual void fenDoZombieReactors(bool zombie) {
+   void fenDoZombieReactors(bool zombie) override {
       if (this->fenMarkedForDeletion() == zombie) return;
       forEachReactor([zombie](auto& r) { r.fenDoZombieReactors(zombie); });
-      if constexpr (StateMachineBase<Base>) Base::fenDoZombieReactors(zombie);
+      Base::fenDoZombieReactors(zombie);
       this->fenMarkedForDeletionIs(zombie);
    }
 
