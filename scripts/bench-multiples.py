@@ -1,0 +1,59 @@
+#!/usr/bin/env python3
+"""Cost of state-machine events as multiples of one keyed-map insert.
+
+Reads a Google Benchmark JSON run of WexIntfEncapSmBench. For each
+<Operation>/WexIntfEncapSm/<n> it prints the nanoseconds per item (CPU time over
+items processed) and that figure divided by the nanoseconds per item of
+Insert/HashMap2018 at the nearest size measured. Then the sweep's scaling (cost
+per encap at the largest size over the smallest) and the memory per encap.
+
+usage: bench-multiples.py FILE.json
+"""
+
+import json
+import sys
+
+UNIT_NS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
+
+
+def ns_per_item(b):
+    items = b.get("items_per_second")
+    if items:
+        return 1e9 / items
+    return b["cpu_time"] * UNIT_NS[b.get("time_unit", "ns")]
+
+
+def main(path):
+    with open(path, encoding="utf-8") as f:
+        runs = [b for b in json.load(f).get("benchmarks", []) if not b.get("error_occurred")]
+    by_name = {b.get("run_name", b["name"]): b for b in runs if b.get("run_type") != "aggregate"}
+    inserts = {}
+    events = []
+    for name, b in by_name.items():
+        op, impl, size = name.split("/")
+        if impl == "HashMap2018" and op == "Insert":
+            inserts[int(size)] = ns_per_item(b)
+        elif impl == "WexIntfEncapSm":
+            events.append((op, int(size), b))
+    if not inserts:
+        sys.exit("bench-multiples: no Insert/HashMap2018 run in " + path)
+    print(f"{'event':<34} {'ns/item':>10} {'inserts':>9}  (unit: Insert/HashMap2018 at size)")
+    for op, size, b in events:
+        unit_size = min(inserts, key=lambda s: abs(s - size))
+        ns = ns_per_item(b)
+        print(f"{op + '/' + str(size):<34} {ns:>10.1f} {ns / inserts[unit_size]:>9.1f}  ({unit_size})")
+    sweeps = sorted((size, b) for op, size, b in events if op == "Sweep")
+    if len(sweeps) >= 2:
+        (small, bs), (large, bl) = sweeps[0], sweeps[-1]
+        print(f"\nsweep cost per encap at {large} over {small}: "
+              f"{ns_per_item(bl) / ns_per_item(bs):.2f}")
+        for size, b in sweeps:
+            if "bytes_per_encap" in b:
+                print(f"memory per encap at {size}: {b['bytes_per_encap']:.0f} bytes in the machine, "
+                      f"{b.get('input_bytes_per_encap', 0):.0f} in its inputs")
+
+
+if __name__ == "__main__":
+    if len(sys.argv) != 2:
+        sys.exit(__doc__)
+    main(sys.argv[1])
