@@ -17,12 +17,17 @@
 // Storage
 // -------
 // One block of slots, each a 32-bit stored hash (the rhash, never 0; 0 marks an
-// empty slot) and a node. Members are kept in the order of (rhash, key): a member
-// sits at or after its home slot, the top bits of its rhash, and linear probing
-// keeps the whole table sorted. That order does not depend on the table's size,
-// which is what lets an iterator resume after the last key it gave whatever
-// happened to the map in between. The last slot is always empty and ends every
-// scan. A lookup reads the home slot and, rarely, a few slots after it.
+// empty slot) and a node. The block holds the stored hashes of all slots in one
+// dense array and the nodes in a second array beside it, slot i being entry i of
+// both: a scan reads 4 bytes per slot and touches a node only where the stored
+// hash equals the one it looks for, so the hashes of even a large map stay in the
+// cache and a miss rarely reads a node at all. Members are kept in the order of
+// (rhash, key): a member sits at or after its home slot, the top bits of its
+// rhash, and linear probing keeps the whole table sorted. That order does not
+// depend on the table's size, which is what lets an iterator resume after the
+// last key it gave whatever happened to the map in between. The last slot is
+// always empty and ends every scan. A lookup reads the home slot's hash and,
+// rarely, a few hashes after it, then the node of the matching slot.
 //
 // Copies share the block until one side changes (copy on write): a change on one
 // side never shows on the other.
@@ -56,6 +61,10 @@
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "Fen/AllocTrack.h"
 #include "Fen/Assert.h"
@@ -169,9 +178,18 @@ public:
    Node const* operator[](Key const& k) const { return findNode(k, rhash(k)); }
    Node const* findNode(Key const& k, std::uint32_t h) const {
       if (!block_) return nullptr;
-      Slot const* s = block_->slots() + home(h);
-      for (; s->h != 0 && s->h <= h; ++s) {
-         if (s->h == h && nodeKey(*s->node()) == k) return s->node();
+      std::uint32_t const* const hs = block_->hashes();
+      Node const* const nodes = block_->nodes();
+      std::size_t i = home(h);
+      // A member often sits at its home slot: try that first, so that its node can
+      // be read while the hash is still on its way (the branch is predicted, not
+      // waited for).
+      if (hs[i] == h && nodeKey(nodes[i]) == k)
+         return nodes + i;
+      i = firstNotBelow(hs, i, h);
+      for (; hs[i] == h; ++i) {
+         if (nodeKey(nodes[i]) == k)
+            return nodes + i;
       }
       return nullptr;
    }
@@ -184,23 +202,24 @@ public:
    Node* newMember(std::uint32_t h, Node&& node) {
       prepareForInsert();
       for (;;) {
-         Slot* slots = block_->slots();
          Key const& k = nodeKey(node);
-         std::size_t i = home(h);
-         while (slots[i].h != 0 && less(slots[i], h, k)) ++i;
+         std::size_t const i = lowerBound(h, k);
+         std::uint32_t const* hs = block_->hashes();
          std::size_t j = i;
-         while (slots[j].h != 0) ++j;
+         while (hs[j] != 0)
+            ++j;
          if (j + 1 >= block_->nslots) {
             // The run would reach the sentinel: widen the tail and try again.
             rebuild(block_->log2cap, (block_->nslots - capacity()) * 2);
             continue;
          }
-         shift(slots, i, j, 1);
-         slots[i].h = h;
-         ::new (static_cast<void*>(slots[i].raw)) Node(std::move(node));
+         shift(block_, i, j, 1);
+         block_->hashes()[i] = h;
+         Node* const slot = block_->nodes() + i;
+         ::new (static_cast<void*>(slot)) Node(std::move(node));
          ++block_->count;
          ++stamp_;
-         return slots[i].node();
+         return slot;
       }
    }
 
@@ -208,18 +227,27 @@ public:
    // `out` is not null); returns true when a member was removed.
    // Iterators: unaffected; one standing on the member keeps its key.
    bool deleteMember(Key const& k, std::uint32_t h, std::optional<Node>* out) {
-      if (!findNode(k, h)) return false;
-      makeUnique();
-      Slot* slots = block_->slots();
-      std::size_t i = home(h);
-      while (!(slots[i].h == h && nodeKey(*slots[i].node()) == k)) ++i;
-      if (out) out->emplace(std::move(*slots[i].node()));
-      slots[i].node()->~Node();
-      slots[i].h = 0;
+      prefetchHome(h);
+      Node const* const found = findNode(k, h);
+      if (!found)
+         return false;
+      std::size_t i = static_cast<std::size_t>(found - block_->nodes());
+      if (block_->refs > 1) {
+         makeUnique();
+         i = lowerBound(h, k);
+      }
+      std::uint32_t* const hs = block_->hashes();
+      Node* const node = block_->nodes() + i;
+      if (out)
+         out->emplace(std::move(*node));
+      node->~Node();
+      hs[i] = 0;
       // Backward shift: members displaced from their home move one slot closer.
+      std::uint32_t const shiftBits = 32 - block_->log2cap;
       std::size_t j = i + 1;
-      while (slots[j].h != 0 && home(slots[j].h) < j) ++j;
-      shift(slots, i + 1, j, -1);
+      while (hs[j] != 0 && (hs[j] >> shiftBits) < j)
+         ++j;
+      shift(block_, i + 1, j, -1);
       --block_->count;
       ++stamp_;
       return true;
@@ -232,31 +260,42 @@ public:
       ++stamp_;
    }
 
-   // Node ops of the engine for maps whose node is not plain data (Fen::Ptr
-   // values): moves the run [first, last) by `slotsToShift` slots. A positive
-   // shift opens exactly one slot at `first`, which stays empty; a negative one
-   // closes the gap just before `first`.
-   static void shift(void* slotArray, std::size_t first, std::size_t last,
+   // Node ops of the engine: moves the run [first, last) of the slots of the
+   // map storage `block` by `slotsToShift` slots, hashes and nodes alike: slot by
+   // slot, or by memmove for a longer run of plain-data nodes (nodes that are not
+   // plain data, Fen::Ptr values, always move one by one). A positive shift moves
+   // by exactly one slot and opens the slot at `first`, which stays empty; a
+   // negative one closes the empty slot just before `first`.
+   static void shift(void* block, std::size_t first, std::size_t last,
                      std::ptrdiff_t slotsToShift) {
-      Slot* slots = static_cast<Slot*>(slotArray);
-      if (first >= last) return;
-      if (slotsToShift > 0) {
+      if (first >= last)
+         return;
+      bool const up = slotsToShift > 0;
+      if (up)
          FEN_ASSERT(slotsToShift == 1);
-         if constexpr (trivialNodes) {
-            std::memmove(static_cast<void*>(slots + first + 1), slots + first,
-                         (last - first) * sizeof(Slot));
-         } else {
-            for (std::size_t k = last; k > first; --k) moveSlot(slots[k - 1], slots[k]);
+      Block* const b = static_cast<Block*>(block);
+      std::uint32_t* const hs = b->hashes();
+      Node* const nodes = b->nodes();
+      std::size_t const count = last - first;
+      if constexpr (trivialNodes) {
+         // Most runs are a few slots long: copying them in place is cheaper than
+         // two calls of memmove.
+         if (count > shortRun) {
+            std::size_t const to = up ? first + 1 : first - 1;
+            std::memmove(hs + to, hs + first, count * sizeof(std::uint32_t));
+            std::memmove(static_cast<void*>(nodes + to), nodes + first, count * sizeof(Node));
+            hs[up ? first : last - 1] = 0;
+            return;
          }
-         slots[first].h = 0;
+      }
+      if (up) {
+         for (std::size_t k = last; k > first; --k)
+            moveSlot(hs, nodes, k - 1, k);
+         hs[first] = 0;
       } else {
-         if constexpr (trivialNodes) {
-            std::memmove(static_cast<void*>(slots + first - 1), slots + first,
-                         (last - first) * sizeof(Slot));
-         } else {
-            for (std::size_t k = first; k < last; ++k) moveSlot(slots[k], slots[k - 1]);
-         }
-         slots[last - 1].h = 0;
+         for (std::size_t k = first; k < last; ++k)
+            moveSlot(hs, nodes, k, k - 1);
+         hs[last - 1] = 0;
       }
    }
 
@@ -288,6 +327,7 @@ public:
    // xIs(key) on a set: inserts if absent. Returns true when it inserted.
    bool memberIs(Key const& k) requires isSet {
       std::uint32_t const h = rhash(k);
+      prefetchHome(h);
       if (findNode(k, h)) return false;
       newMember(h, Node(k));
       return true;
@@ -298,6 +338,7 @@ public:
    template <class V = Value>
    requires(!std::is_void_v<V> && !hasInternalKey) bool memberIs(Key const& k, V const& v) {
       std::uint32_t const h = rhash(k);
+      prefetchHome(h);
       if (Node const* n = findNode(k, h)) {
          if (n->value == v) return false;
          makeUnique();
@@ -317,6 +358,7 @@ public:
    template <class V = Value>
    requires(hasInternalKey) bool memberIs(Key const& k, V const& v) {
       std::uint32_t const h = rhash(k);
+      prefetchHome(h);
       if (Node const* n = findNode(k, h)) {
          if (*n == v) return false;
          Key const fwkKeyValue = nodeKey(*n);
@@ -370,7 +412,8 @@ public:
    // Blocks and bytes, for tests and benchmarks.
    std::size_t capacity() const { return block_ ? (std::size_t{1} << block_->log2cap) : 0; }
    std::size_t slotCount() const { return block_ ? block_->nslots : 0; }
-   static std::size_t slotSize() { return sizeof(Slot); }
+   // The bytes of one slot: its stored hash and its node.
+   static std::size_t slotSize() { return sizeof(std::uint32_t) + sizeof(Node); }
    bool sharesStorageWith(HashMap2018 const& o) const { return block_ && block_ == o.block_; }
 
    static AllocTrackTypeInfo* typeInfo() {
@@ -379,50 +422,73 @@ public:
    }
 
 private:
-   struct Slot {
-      std::uint32_t h;
-      alignas(Node) unsigned char raw[sizeof(Node)];
-      Node* node() { return std::launder(reinterpret_cast<Node*>(raw)); }
-      Node const* node() const { return std::launder(reinterpret_cast<Node const*>(raw)); }
-   };
+   // A block: this header, the stored hashes of its nslots slots (0 for an
+   // empty slot), then, aligned for Node, the nodes of the same slots (raw
+   // storage where the slot is empty).
    struct Block {
       std::uint32_t refs;
       std::uint32_t log2cap;
       std::size_t count;
-      std::size_t nslots;  // capacity plus tail; the last slot stays empty
-      static constexpr std::size_t slotOffset =
-          (sizeof(std::uint32_t) * 2 + sizeof(std::size_t) * 2 + alignof(Slot) - 1) /
-          alignof(Slot) * alignof(Slot);
-      Slot* slots() {
-         return reinterpret_cast<Slot*>(reinterpret_cast<unsigned char*>(this) + slotOffset);
+      std::size_t nslots;      // capacity plus tail; the last slot stays empty
+      std::size_t nodeOffset;  // from the start of the block to the first node
+      static constexpr std::size_t headerBytes =
+          (sizeof(std::uint32_t) * 2 + sizeof(std::size_t) * 3 + alignof(std::uint32_t) - 1) /
+          alignof(std::uint32_t) * alignof(std::uint32_t);
+      static std::size_t nodeOffsetFor(std::size_t nslots) {
+         std::size_t const end = headerBytes + nslots * sizeof(std::uint32_t);
+         return (end + alignof(Node) - 1) / alignof(Node) * alignof(Node);
       }
-      Slot const* slots() const {
-         return reinterpret_cast<Slot const*>(reinterpret_cast<unsigned char const*>(this) +
-                                              slotOffset);
+      std::uint32_t* hashes() {
+         return reinterpret_cast<std::uint32_t*>(reinterpret_cast<unsigned char*>(this) +
+                                                 headerBytes);
+      }
+      std::uint32_t const* hashes() const {
+         return reinterpret_cast<std::uint32_t const*>(
+             reinterpret_cast<unsigned char const*>(this) + headerBytes);
+      }
+      Node* nodes() {
+         return std::launder(
+             reinterpret_cast<Node*>(reinterpret_cast<unsigned char*>(this) + nodeOffset));
+      }
+      Node const* nodes() const {
+         return std::launder(reinterpret_cast<Node const*>(
+             reinterpret_cast<unsigned char const*>(this) + nodeOffset));
       }
    };
+   static_assert(alignof(Node) <= alignof(std::max_align_t),
+                 "nodes are placed in blocks aligned for std::max_align_t");
    static constexpr std::uint32_t minLog2Cap = 3;
    static constexpr std::size_t minTail = 16;
 
-   static void moveSlot(Slot& from, Slot& to) {
-      to.h = from.h;
-      if (from.h != 0) {
-         ::new (static_cast<void*>(to.raw)) Node(std::move(*from.node()));
-         from.node()->~Node();
+   static constexpr std::size_t shortRun = 8;
+   // Moves taken slot `from` into slot `to`, whose node is raw storage: the hash
+   // and the node (whose moved-from object ends).
+   static void moveSlot(std::uint32_t* hs, Node* nodes, std::size_t from, std::size_t to) {
+      hs[to] = hs[from];
+      if constexpr (trivialNodes) {
+         std::memcpy(static_cast<void*>(nodes + to), nodes + from, sizeof(Node));
+      } else {
+         ::new (static_cast<void*>(nodes + to)) Node(std::move(nodes[from]));
+         nodes[from].~Node();
       }
-   }
-   static bool less(Slot const& s, std::uint32_t h, Key const& k) {
-      return s.h < h || (s.h == h && nodeKey(*s.node()) < k);
    }
    std::size_t home(std::uint32_t h) const {
       return static_cast<std::size_t>(h) >> (32 - block_->log2cap);
+   }
+   // A change reads and writes the nodes at and just after the home slot of its
+   // key: start fetching them while the hashes are scanned. (Lookups do not: for
+   // a missing key the hashes alone answer, and the fetch would be wasted.)
+   void prefetchHome(std::uint32_t h) const {
+      if (block_)
+         __builtin_prefetch(block_->nodes() + home(h), 1);
    }
    static std::size_t maxCount(std::uint32_t log2cap) {
       return (std::size_t{13} << log2cap) / 16;
    }
 
    static Block* allocate(std::uint32_t log2cap, std::size_t nslots) {
-      std::size_t const bytes = Block::slotOffset + nslots * sizeof(Slot);
+      std::size_t const nodeOffset = Block::nodeOffsetFor(nslots);
+      std::size_t const bytes = nodeOffset + nslots * sizeof(Node);
       void* mem = std::aligned_alloc(alignof(std::max_align_t),
                                      (bytes + alignof(std::max_align_t) - 1) /
                                          alignof(std::max_align_t) * alignof(std::max_align_t));
@@ -432,23 +498,25 @@ private:
       b->log2cap = log2cap;
       b->count = 0;
       b->nslots = nslots;
-      Slot* slots = b->slots();
-      for (std::size_t i = 0; i < nslots; ++i) slots[i].h = 0;
+      b->nodeOffset = nodeOffset;
+      std::memset(b->hashes(), 0, nslots * sizeof(std::uint32_t));
       AllocTrackTypeInfo::trackArrayAllocation(HashMap2018Detail::bucketHeaderTypeInfo(), 1,
-                                               Block::slotOffset);
-      AllocTrackTypeInfo::trackArrayAllocation(typeInfo(), nslots, sizeof(Slot));
+                                               Block::headerBytes);
+      AllocTrackTypeInfo::trackArrayAllocation(typeInfo(), nslots, slotSize());
       return b;
    }
    static void destroy(Block* b) {
       if constexpr (!std::is_trivially_destructible_v<Node>) {
-         Slot* slots = b->slots();
+         std::uint32_t const* hs = b->hashes();
+         Node* nodes = b->nodes();
          for (std::size_t i = 0; i < b->nslots; ++i) {
-            if (slots[i].h != 0) slots[i].node()->~Node();
+            if (hs[i] != 0)
+               nodes[i].~Node();
          }
       }
       AllocTrackTypeInfo::trackArrayDeallocation(HashMap2018Detail::bucketHeaderTypeInfo(), 1,
-                                                 Block::slotOffset);
-      AllocTrackTypeInfo::trackArrayDeallocation(typeInfo(), b->nslots, sizeof(Slot));
+                                                 Block::headerBytes);
+      AllocTrackTypeInfo::trackArrayDeallocation(typeInfo(), b->nslots, slotSize());
       std::free(b);
    }
    void release() {
@@ -483,10 +551,12 @@ private:
       std::size_t const shiftBits = 32 - log2cap;
       std::size_t last = 0;
       bool any = false;
-      Slot* oldSlots = old->slots();
+      std::uint32_t const* const oldHashes = old->hashes();
+      Node* const oldNodes = old->nodes();
       for (std::size_t i = 0; i < old->nslots; ++i) {
-         if (oldSlots[i].h == 0) continue;
-         std::size_t const h = static_cast<std::size_t>(oldSlots[i].h) >> shiftBits;
+         if (oldHashes[i] == 0)
+            continue;
+         std::size_t const h = static_cast<std::size_t>(oldHashes[i]) >> shiftBits;
          last = any ? std::max(h, last + 1) : h;
          any = true;
       }
@@ -494,18 +564,19 @@ private:
       std::size_t const nslots = std::max(cap + std::max(tail, minTail), last + 2 + minTail);
       Block* b = allocate(log2cap, nslots);
       bool const steal = old->refs == 1;
-      Slot* slots = b->slots();
+      std::uint32_t* const hs = b->hashes();
+      Node* const nodes = b->nodes();
       std::size_t next = 0;
       for (std::size_t i = 0; i < old->nslots; ++i) {
-         Slot& from = oldSlots[i];
-         if (from.h == 0) continue;
-         std::size_t const pos =
-             std::max(static_cast<std::size_t>(from.h) >> shiftBits, next);
-         slots[pos].h = from.h;
+         std::uint32_t const h = oldHashes[i];
+         if (h == 0)
+            continue;
+         std::size_t const pos = std::max(static_cast<std::size_t>(h) >> shiftBits, next);
+         hs[pos] = h;
          if (steal) {
-            ::new (static_cast<void*>(slots[pos].raw)) Node(std::move(*from.node()));
+            ::new (static_cast<void*>(nodes + pos)) Node(std::move(oldNodes[i]));
          } else {
-            ::new (static_cast<void*>(slots[pos].raw)) Node(*from.node());
+            ::new (static_cast<void*>(nodes + pos)) Node(oldNodes[i]);
          }
          next = pos + 1;
       }
@@ -530,7 +601,8 @@ public:
       // At the member of `k`; when `k` is absent, at the first member after it in
       // the map's order.
       IteratorConst(HashMap2018 const& map, Key const& k) : map_(&map) {
-         if (map.block_) settle(lowerBound(rhash(k), k));
+         if (map.block_)
+            settle(map.lowerBound(rhash(k), k));
       }
       IteratorConst(HashMap2018 const& map, EndOfCollection) : map_(&map) {}
 
@@ -555,8 +627,8 @@ public:
          }
          Key const k = nodeKey(*node_);
          std::size_t i = map_->lowerBound(h_, k);
-         Slot const* slots = map_->block_->slots();
-         if (slots[i].h == h_ && nodeKey(*slots[i].node()) == k) ++i;
+         if (map_->block_->hashes()[i] == h_ && nodeKey(map_->block_->nodes()[i]) == k)
+            ++i;
          settle(i);
       }
 
@@ -567,24 +639,26 @@ public:
       // The live node of the current key, or null if that member is gone.
       Node const* currNodeNonStale() const {
          if (!node_) return nullptr;
-         if (map_->stamp_ == stamp_) return map_->block_->slots()[idx_].node();
+         if (map_->stamp_ == stamp_)
+            return map_->block_->nodes() + idx_;
          return map_->findNode(nodeKey(*node_), h_);
       }
 
    private:
       // Stands on the first member at slot `i` or after it.
       void settle(std::size_t i) {
-         Slot const* slots = map_->block_->slots();
+         std::uint32_t const* hs = map_->block_->hashes();
          std::size_t const n = map_->block_->nslots;
-         while (i < n && slots[i].h == 0) ++i;
+         while (i < n && hs[i] == 0)
+            ++i;
          if (i >= n) {
             node_.reset();
             return;
          }
          idx_ = i;
-         h_ = slots[i].h;
+         h_ = hs[i];
          stamp_ = map_->stamp_;
-         node_.emplace(*slots[i].node());
+         node_.emplace(map_->block_->nodes()[i]);
       }
 
       HashMap2018 const* map_;
@@ -598,9 +672,41 @@ private:
    // The slot of the first member not below (h, k) in the map's order, or the
    // empty slot where the scan ends.
    std::size_t lowerBound(std::uint32_t h, Key const& k) const {
-      Slot const* slots = block_->slots();
-      std::size_t i = home(h);
-      while (slots[i].h != 0 && less(slots[i], h, k)) ++i;
+      std::uint32_t const* hs = block_->hashes();
+      std::size_t i = firstNotBelow(hs, home(h), h);
+      Node const* nodes = block_->nodes();
+      while (hs[i] == h && nodeKey(nodes[i]) < k)
+         ++i;
+      return i;
+   }
+   // The first slot from `i` (h's home) on that is empty or holds a hash not
+   // below `h`. The taken slots below `h` from home on form one unbroken stretch:
+   // a member sits after its home with no empty slot between, and hashes rise
+   // along a run. So the end of the stretch is found by comparing a window of 8
+   // hashes at once, without a branch per slot; only a stretch of 8 or more goes
+   // round again. Slots past the last one are never read.
+   std::size_t firstNotBelow(std::uint32_t const* hs, std::size_t i, std::uint32_t h) const {
+#if defined(__SSE2__)
+      std::size_t const end = block_->nslots;
+      // x - 1 < h - 1 (unsigned): taken (0 wraps to the top) and below h; SSE2
+      // compares signed, so both sides are offset by 2^31.
+      __m128i const offset = _mm_set1_epi32(static_cast<int>(0x80000001u));
+      __m128i const limit = _mm_set1_epi32(static_cast<int>((h - 1u) ^ 0x80000000u));
+      while (i + 8 <= end) {
+         __m128i const lo = _mm_loadu_si128(reinterpret_cast<__m128i const*>(hs + i));
+         __m128i const hi = _mm_loadu_si128(reinterpret_cast<__m128i const*>(hs + i + 4));
+         __m128i const belowLo = _mm_cmpgt_epi32(limit, _mm_sub_epi32(lo, offset));
+         __m128i const belowHi = _mm_cmpgt_epi32(limit, _mm_sub_epi32(hi, offset));
+         unsigned const mask = static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(belowLo))) |
+                               static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(belowHi)))
+                                   << 4;
+         if (mask != 0xFFu)
+            return i + static_cast<unsigned>(__builtin_ctz(~mask));
+         i += 8;
+      }
+#endif
+      while (hs[i] - 1u < h - 1u)
+         ++i;
       return i;
    }
 };
