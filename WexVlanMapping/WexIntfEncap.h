@@ -160,9 +160,7 @@ public:
    };
    using EntryMap = Fen::HashMap2018<FenEntry, Ulva::IntfEncap, WexDynamicIntfEncapInfo>;
 
-   static Fen::Ptr<WexDynamicIntfEncapColl> WexDynamicIntfEncapCollIs() {
-      return Fen::fenObjectIs<WexDynamicIntfEncapColl>();
-   }
+   FEN_CREATOR(WexDynamicIntfEncapColl)
    Fen::FwkType fwkType() const override {
       return {&wexIntfEncapModule, wexIntfEncapTypeWexDynamicIntfEncapColl};
    }
@@ -185,9 +183,7 @@ public:
    };
    using ConfigMap = Fen::HashMap2018<FenConfig, Ulva::IntfEncap, WexIntfEncapHwConfig>;
 
-   static Fen::Ptr<WexIntfEncapHwConfigColl> WexIntfEncapHwConfigCollIs() {
-      return Fen::fenObjectIs<WexIntfEncapHwConfigColl>();
-   }
+   FEN_CREATOR(WexIntfEncapHwConfigColl)
    Fen::FwkType fwkType() const override {
       return {&wexIntfEncapModule, wexIntfEncapTypeWexIntfEncapHwConfigColl};
    }
@@ -210,9 +206,7 @@ public:
    };
    using EncapServiceTypeSet = Fen::HashMap2018<FenEncapServiceType, Ulva::ServiceIntfType>;
 
-   static Fen::Ptr<SupportedEncapServiceTypes> SupportedEncapServiceTypesIs() {
-      return Fen::fenObjectIs<SupportedEncapServiceTypes>();
-   }
+   FEN_CREATOR(SupportedEncapServiceTypes)
    Fen::FwkType fwkType() const override {
       return {&wexIntfEncapModule, wexIntfEncapTypeSupportedEncapServiceTypes};
    }

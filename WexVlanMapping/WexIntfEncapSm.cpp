@@ -64,18 +64,6 @@ Fen::FwkType WexPortEncapHwConfigList::fwkType() const {
 
 // ---- frame ------------------------------------------------------------------
 
-Fen::Ptr<WexIntfEncapSm> WexIntfEncapSm::WexIntfEncapSmIs(
-    Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
-    Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
-    Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
-    Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus) {
-   return Fen::fenObjectIs<WexIntfEncapSm>(wcsd, serviceIntfFwdInfo, serviceIntfHwStatus,
-                                           intfEncapServiceIntf, intfEncapHwStatus,
-                                           remoteEncapHwStatus);
-}
-
 WexIntfEncapSm::WexIntfEncapSm(
     Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
     Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,

@@ -206,15 +206,10 @@ public:
    static constexpr bool svcPartialHwSuccess = false;
 
    // ---- creation ----------------------------------------------------------------
-   // Allocates, constructs and turns notification on; does not sweep: the
-   // platform calls handleInitialized when it is ready.
-   static Fen::Ptr<WexIntfEncapSm> WexIntfEncapSmIs(
-       Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
-       Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
-       Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
-       Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
-       Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
-       Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus);
+   // WexIntfEncapSmIs(...), with the six arguments of the constructor: allocates,
+   // constructs and turns notification on; does not sweep (the platform calls
+   // handleInitialized when it is ready).
+   FEN_CREATOR(WexIntfEncapSm)
 
    WexIntfEncapSm(Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
                   Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,

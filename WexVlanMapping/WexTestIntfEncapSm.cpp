@@ -17,34 +17,6 @@ struct ModulePublisher {
 
 }  // namespace
 
-Fen::Ptr<IntfEncapSm> IntfEncapSm::IntfEncapSmIs(
-    Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
-    Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
-    Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
-    Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus,
-    Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl const> const& dynamicIntfEncap,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& testHwStatusColl) {
-   return Fen::fenObjectIs<IntfEncapSm>(wcsd, serviceIntfFwdInfo, serviceIntfHwStatus,
-                                        intfEncapServiceIntf, intfEncapHwStatus,
-                                        remoteEncapHwStatus, dynamicIntfEncap, testHwStatusColl);
-}
-
-Fen::Ptr<IntfEncapSm> intfEncapSmFactory(
-    Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
-    Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
-    Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
-    Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus,
-    Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl const> const& dynamicIntfEncap,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& testHwStatusColl) {
-   return IntfEncapSm::IntfEncapSmIs(wcsd, serviceIntfFwdInfo, serviceIntfHwStatus,
-                                     intfEncapServiceIntf, intfEncapHwStatus, remoteEncapHwStatus,
-                                     dynamicIntfEncap, testHwStatusColl);
-}
-
 IntfEncapSm::IntfEncapSm(
     Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
     Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,

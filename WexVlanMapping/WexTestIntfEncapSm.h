@@ -43,15 +43,8 @@ public:
    };
    using TestHwConfigKeySet = Fen::HashMap2018<FenTestHwConfigKey, Ulva::IntfEncap>;
 
-   static Fen::Ptr<IntfEncapSm> IntfEncapSmIs(
-       Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
-       Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
-       Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
-       Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
-       Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
-       Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus,
-       Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl const> const& dynamicIntfEncap,
-       Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& testHwStatusColl);
+   // IntfEncapSmIs(...), with the eight arguments of the constructor.
+   FEN_CREATOR(IntfEncapSm)
 
    IntfEncapSm(Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
                Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
@@ -81,14 +74,11 @@ private:
    TestHwConfigKeySet testHwConfigKey_;
 };
 
-Fen::Ptr<IntfEncapSm> intfEncapSmFactory(
-    Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
-    Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
-    Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
-    Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus,
-    Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl const> const& dynamicIntfEncap,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& testHwStatusColl);
+// How an agent starts a simulated platform: the eight arguments of the
+// constructor, the base's six, then dynamicIntfEncap and testHwStatusColl.
+template <class... A>
+Fen::Ptr<IntfEncapSm> intfEncapSmFactory(A&&... args) {
+   return IntfEncapSm::IntfEncapSmIs(std::forward<A>(args)...);
+}
 
 }  // namespace WexVlanMappingTest

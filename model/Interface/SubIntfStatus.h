@@ -53,9 +53,7 @@ public:
    };
    using IntfStatusMap = Fen::HashMap2018<FenIntfStatus, Kestin::IntfId, Fen::Ptr<SubIntfStatus>>;
 
-   static Fen::Ptr<SubIntfStatusDir> SubIntfStatusDirIs() {
-      return Fen::fenObjectIs<SubIntfStatusDir>();
-   }
+   FEN_CREATOR(SubIntfStatusDir)
 
    FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(intfStatus, IntfStatusMap, intfStatus_, SubIntfStatus,
                                             intfStatusAttributeId, notifiees_)
@@ -99,9 +97,7 @@ public:
    using HardwareStatusMap =
        Fen::HashMap2018<FenHardwareStatus, Kestin::IntfId, Fen::Ptr<SubIntfStatus>>;
 
-   static Fen::Ptr<SubIntfStatusDir> SubIntfStatusDirIs() {
-      return Fen::fenObjectIs<SubIntfStatusDir>();
-   }
+   FEN_CREATOR(SubIntfStatusDir)
 
    // hardwareStatusIs(id) creates the entry or returns the existing one;
    // hardwareStatusDel(id) gives back the removed entry, null if none.

@@ -81,7 +81,7 @@ public:
    using ProxyIntfMap =
        Fen::HashMap2018<FenProxyIntf, Kestin::IntfId, Fen::Ptr<MacsecProxyIntfStatus>>;
 
-   static Fen::Ptr<Status> StatusIs() { return Fen::fenObjectIs<Status>(); }
+   FEN_CREATOR(Status)
 
    // proxySubIntfStatusIs(id) creates the entry (or returns it); fields are set on
    // the returned object, then `proxySubIntfStatusChanged(id)` announces them.

@@ -32,9 +32,7 @@ public:
    };
    using HwStatusMap = Fen::HashMap2018<FenHwStatus, IntfEncap, IntfEncapHwStatus>;
 
-   static Fen::Ptr<IntfEncapHwStatusColl> IntfEncapHwStatusCollIs(Fen::String const& name) {
-      return Fen::fenObjectIs<IntfEncapHwStatusColl>(name);
-   }
+   FEN_CREATOR(IntfEncapHwStatusColl)
    explicit IntfEncapHwStatusColl(Fen::String const& name) : name_(name) {}
 
    Fen::String const& name() const { return name_; }
@@ -56,9 +54,7 @@ public:
    };
    using HwStatusMap = Fen::HashMap2018<FenHwStatus, Kestin::IntfId, IntfEncapHwStatus>;
 
-   static Fen::Ptr<ServiceIntfHwStatusColl> ServiceIntfHwStatusCollIs() {
-      return Fen::fenObjectIs<ServiceIntfHwStatusColl>();
-   }
+   FEN_CREATOR(ServiceIntfHwStatusColl)
 
    FEN_NOTIFYING_COLLECTION_ACCESSORS(hwStatus, HwStatusMap, hwStatus_, hwStatusAttributeId,
                                       notifiees_)
@@ -77,9 +73,7 @@ public:
    };
    using ServiceIntfMap = Fen::HashMap2018<FenServiceIntf, IntfEncap, Kestin::IntfId>;
 
-   static Fen::Ptr<IntfEncapServiceIntfColl> IntfEncapServiceIntfCollIs() {
-      return Fen::fenObjectIs<IntfEncapServiceIntfColl>();
-   }
+   FEN_CREATOR(IntfEncapServiceIntfColl)
 
    FEN_NOTIFYING_COLLECTION_ACCESSORS(serviceIntf, ServiceIntfMap, serviceIntf_,
                                       serviceIntfAttributeId, notifiees_)
@@ -102,9 +96,7 @@ public:
    };
    using FwdInfoMap = Fen::HashMap2018<FenFwdInfo, Kestin::IntfId, ServiceIntfFwdInfo>;
 
-   static Fen::Ptr<ServiceIntfFwdInfoColl> ServiceIntfFwdInfoCollIs() {
-      return Fen::fenObjectIs<ServiceIntfFwdInfoColl>();
-   }
+   FEN_CREATOR(ServiceIntfFwdInfoColl)
 
    // fwdInfoIs(value) takes the key from the value; fwdInfoDel gives back the
    // removed record, or the default record when nothing was there.

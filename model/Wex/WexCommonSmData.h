@@ -56,9 +56,7 @@ public:
    using LagToPortMap = Fen::HashMap2018<FenLagToPort, Kestin::IntfId, WexLagPortList>;
    using MultiEncapIntfSet = Fen::HashMap2018<FenMultiEncapIntf, Kestin::IntfId>;
 
-   static Fen::Ptr<WexCommonSmData> WexCommonSmDataIs() {
-      return Fen::fenObjectIs<WexCommonSmData>();
-   }
+   FEN_CREATOR(WexCommonSmData)
 
    FEN_NOTIFYING_COLLECTION_ACCESSORS(portToLag, PortToLagMap, portToLag_, portToLagAttributeId,
                                       notifiees_)

@@ -232,3 +232,11 @@ public:                                                                         
    ::Fen::AllocTrackTypeInfo* fenAllocTrackTypeInfo() const override {                  \
       return fenAllocTrackTypeInfo_;                                                      \
    }
+
+// The static creator `ClassIs(args...)` of a counted class: runs the allocation
+// sequence with the constructor's arguments and returns the one reference.
+#define FEN_CREATOR(Class)                                                          \
+   template <class... A>                                                            \
+   static ::Fen::Ptr<Class> Class##Is(A&&... args) {                                \
+      return ::Fen::fenObjectIs<Class>(std::forward<A>(args)...);                   \
+   }
