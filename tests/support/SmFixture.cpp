@@ -24,8 +24,9 @@ TraceCapture::TraceCapture(std::initializer_list<char const*> facilities, std::u
       savedMasks_.emplace_back(f, Fen::TraceHandle::levelMask(f));
       Fen::TraceHandle::levelMaskIs(f, mask);
    }
-   savedSink_ = Fen::traceSinkIs([this](Fen::String const&, int, Fen::String const& text) {
+   savedSink_ = Fen::traceSinkIs([this](Fen::String const&, int level, Fen::String const& text) {
       lines_.push_back(text.stdString());
+      levels_.push_back(level);
    });
 }
 
@@ -42,6 +43,16 @@ std::vector<std::string> TraceCapture::matching(std::string const& part) const {
    std::vector<std::string> out;
    for (auto const& l : lines_) {
       if (l.find(part) != std::string::npos) out.push_back(l);
+   }
+   return out;
+}
+
+std::vector<std::string> TraceCapture::linesAt(int level) const {
+   std::vector<std::string> out;
+   for (std::size_t i = 0; i < lines_.size(); ++i) {
+      if (levels_[i] == level) {
+         out.push_back(lines_[i]);
+      }
    }
    return out;
 }
@@ -105,6 +116,32 @@ WexIntfEncapHwConfig SmFixture::plainConfig(Ulva::IntfEncap const& e, char const
    WexIntfEncapHwConfig c(e, info, lag);
    c.egressEncapIs(e.encap());
    return c;
+}
+
+WexIntfEncapHwConfig SmFixture::memberConfig(WexIntfEncapHwConfig const& lagConfig,
+                                             char const* port) {
+   WexIntfEncapHwConfig c(Ulva::IntfEncap(id(port), lagConfig.intfEncap().encap()),
+                          lagConfig.fwdInfo(), lagConfig.lagId());
+   c.egressEncapIs(lagConfig.egressEncap());
+   c.sourceIs(lagConfig.source());
+   return c;
+}
+
+void SmFixture::lagMembersIs(char const* lag, std::initializer_list<char const*> ports) {
+   Wex::WexLagPortList list;
+   for (char const* p : ports) {
+      list.portIs(id(p), Wex::WexLagPort());
+   }
+   wcsd->lagToPortIs(id(lag), list);
+}
+
+std::vector<Kestin::IntfId> SmFixture::lagPorts(char const* lag) const {
+   std::vector<Kestin::IntfId> out;
+   Wex::WexLagPortList const list = wcsd->lagToPort(id(lag));
+   for (Wex::WexLagPortList::PortMap::IteratorConst it(list.portMap()); it; it.advance()) {
+      out.push_back(it.key());
+   }
+   return out;
 }
 
 }  // namespace WexVlanMappingTest

@@ -64,10 +64,16 @@ public:
    bool contains(std::string const& line) const;
    // Lines that contain `part`.
    std::vector<std::string> matching(std::string const& part) const;
-   void clear() { lines_.clear(); }
+   // The lines written at `level`, in order.
+   std::vector<std::string> linesAt(int level) const;
+   void clear() {
+      lines_.clear();
+      levels_.clear();
+   }
 
 private:
    std::vector<std::string> lines_;
+   std::vector<int> levels_;
    std::vector<std::pair<std::string, std::uint32_t>> savedMasks_;
    Fen::TraceSink savedSink_;
 };
@@ -101,6 +107,13 @@ protected:
    // The config the machine derives for `e` from the fixture's inputs.
    WexIntfEncapHwConfig plainConfig(Ulva::IntfEncap const& e, char const* svcIntf,
                                     std::uint16_t fwdData) const;
+   // The member config that a LAG's config spreads to `port`.
+   static WexIntfEncapHwConfig memberConfig(WexIntfEncapHwConfig const& lagConfig,
+                                            char const* port);
+   // Sets only the member list of `lag` in lagToPort; portToLag is left alone.
+   void lagMembersIs(char const* lag, std::initializer_list<char const*> ports);
+   // The member ports of `lag` in the order in which a walk of its list meets them.
+   std::vector<Kestin::IntfId> lagPorts(char const* lag) const;
 
    Fen::Ptr<Wex::WexCommonSmData> wcsd;
    Fen::Ptr<Ulva::ServiceIntfFwdInfoColl> fwd;

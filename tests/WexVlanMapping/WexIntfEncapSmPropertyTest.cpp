@@ -1,0 +1,535 @@
+// Random sequences of input changes and hardware answers applied to a machine on
+// the simulated platform, with the machine's invariants checked after each step.
+//
+// The world: Ethernet1 and Ethernet2 stand alone; Ethernet3 and Ethernet4 are
+// members of Port-Channel10 in portToLag for the whole run (membership changes
+// are not exercised here), while the member list of Port-Channel10 in lagToPort
+// varies among subsets of the two. Encaps have one or two tags; three service
+// interfaces forward or not.
+#include <gtest/gtest.h>
+#include <rapidcheck.h>
+#include <rapidcheck/state.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "WexVlanMapping/WexIntfEncapSm.h"
+#include "WexVlanMapping/WexTestIntfEncapSm.h"
+
+namespace WexVlanMappingTest {
+namespace {
+
+using Ulva::hwStatusFailed;
+using Ulva::hwStatusNotReady;
+using Ulva::hwStatusSuccess;
+using WexVlanMapping::WexDynamicIntfEncapInfo;
+using WexVlanMapping::WexIntfEncapHwConfig;
+using WexVlanMapping::WexIntfEncapSm;
+
+constexpr int maxSteps = 60;
+constexpr int runs = 500;
+
+Kestin::IntfId const lag("Port-Channel10");
+Kestin::IntfId const lagPortA("Ethernet3");
+Kestin::IntfId const lagPortB("Ethernet4");
+
+std::vector<char const*> const interfaces{"Ethernet1", "Ethernet2", "Ethernet3", "Ethernet4",
+                                          "Port-Channel10"};
+std::vector<char const*> const serviceIntfs{"Vlan10", "Vlan20", "Vlan30"};
+
+Ulva::IntfEncap encapOf(char const* intf, std::uint32_t outer, std::uint32_t inner) {
+   return Ulva::IntfEncap(Kestin::IntfId(intf),
+                          Ulva::VlanTagEncap(Ulva::vlanTag(outer), Ulva::vlanTag(inner)));
+}
+
+// "(Ethernet1, 100)" or "(Ethernet1, 100, 10)".
+std::string shortText(Ulva::IntfEncap const& e) {
+   std::ostringstream os;
+   os << "(" << e.intfId() << ", " << e.encap().outerTag().vid();
+   if (e.encap().innerTag().vid() != Ulva::VlanTag::vidDefault) {
+      os << ", " << e.encap().innerTag().vid();
+   }
+   os << ")";
+   return os.str();
+}
+
+std::string shortText(Ulva::VlanTagEncap const& e) {
+   return shortText(Ulva::IntfEncap(Kestin::IntfId(), e)).substr(3);
+}
+
+rc::Gen<Ulva::IntfEncap> genEncap() {
+   return rc::gen::apply(
+       [](char const* intf, std::uint32_t outer, std::uint32_t inner) {
+          return encapOf(intf, outer, inner);
+       },
+       rc::gen::elementOf(interfaces), rc::gen::elementOf(std::vector<std::uint32_t>{100, 200}),
+       rc::gen::weightedElement<std::uint32_t>({{3, Ulva::VlanTag::vidDefault}, {1, 10}}));
+}
+
+rc::Gen<Kestin::IntfId> genServiceIntf() {
+   return rc::gen::map(rc::gen::elementOf(serviceIntfs),
+                       [](char const* name) { return Kestin::IntfId(name); });
+}
+
+rc::Gen<Ulva::IntfEncapHwStatus> genStatus() {
+   return rc::gen::weightedElement<Ulva::IntfEncapHwStatus>(
+       {{2, hwStatusSuccess}, {2, hwStatusNotReady}, {1, hwStatusFailed}});
+}
+
+// The config that a LAG's config spreads to one of its member ports.
+WexIntfEncapHwConfig memberOf(WexIntfEncapHwConfig const& lagConfig, Kestin::IntfId port) {
+   WexIntfEncapHwConfig c(Ulva::IntfEncap(port, lagConfig.intfEncap().encap()), lagConfig.fwdInfo(),
+                          lagConfig.lagId());
+   c.egressEncapIs(lagConfig.egressEncap());
+   c.sourceIs(lagConfig.source());
+   return c;
+}
+
+WexIntfEncapHwConfig withoutRetries(WexIntfEncapHwConfig c) {
+   c.retryCntIs(0);
+   return c;
+}
+
+template <class Map>
+std::set<typename Map::KeyType> keysOf(Map const& map) {
+   std::set<typename Map::KeyType> out;
+   for (typename Map::IteratorConst it(map); it; it.advance())
+      out.insert(it.key());
+   return out;
+}
+
+// The machine on the simulated platform with all its collections, and what the
+// checks must remember between steps.
+class System {
+ public:
+   System()
+       : wcsd(Wex::wexCommonSmDataFactory()),
+         fwd(Ulva::serviceIntfFwdInfoCollFactory()),
+         svcStatus(Ulva::serviceIntfHwStatusCollFactory()),
+         wanted(Ulva::intfEncapServiceIntfCollFactory()),
+         published(Ulva::intfEncapHwStatusCollFactory("intfEncapHwStatus")),
+         dynamic(WexVlanMapping::wexDynamicIntfEncapCollFactory()),
+         hw(Ulva::intfEncapHwStatusCollFactory("testHwStatus")) {
+      wcsd->portToLagIs(lagPortA, lag);
+      wcsd->portToLagIs(lagPortB, lag);
+      lagMembersIs({lagPortA, lagPortB});
+      sm = intfEncapSmFactory(wcsd, fwd, svcStatus, wanted, published, nullptr, dynamic, hw);
+   }
+
+   void lagMembersIs(std::vector<Kestin::IntfId> const& ports) {
+      Wex::WexLagPortList list;
+      for (Kestin::IntfId p : ports)
+         list.portIs(p, Wex::WexLagPort());
+      wcsd->lagToPortIs(lag, list);
+   }
+
+   bool inPortToLag(Kestin::IntfId intf) const { return wcsd->portToLagHas(intf); }
+
+   // What a step tells the checks: the encap whose rollup ends the step, if any,
+   // and whether it was a retry pass.
+   struct StepEnd {
+      std::optional<Ulva::IntfEncap> rolledUp;
+      bool retry = false;
+   };
+
+   // Checks every invariant; fails the case with all violations and the state.
+   void check(StepEnd const& end);
+
+   Fen::Ptr<Wex::WexCommonSmData> wcsd;
+   Fen::Ptr<Ulva::ServiceIntfFwdInfoColl> fwd;
+   Fen::Ptr<Ulva::ServiceIntfHwStatusColl> svcStatus;
+   Fen::Ptr<Ulva::IntfEncapServiceIntfColl> wanted;
+   Fen::Ptr<Ulva::IntfEncapHwStatusColl> published;
+   Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl> dynamic;
+   Fen::Ptr<Ulva::IntfEncapHwStatusColl> hw;
+   Fen::Ptr<IntfEncapSm> sm;
+
+   // Statuses that a platform report wrote for an encap without a config, and
+   // that nothing has overwritten or wiped since.
+   std::map<Ulva::IntfEncap, Ulva::IntfEncapHwStatus> reportOnly;
+   // Member configs of ports that left the LAG's member list while programmed.
+   // Deleting or replacing the LAG's config walks the list of that moment, so
+   // these stay behind as they were, until the port is back and the LAG's
+   // config is programmed over them, or until something deletes them.
+   std::map<Ulva::IntfEncap, WexIntfEncapHwConfig> leftBehind;
+   std::uint32_t retryPasses = 0;
+   int step = 0;
+};
+
+void System::check(StepEnd const& end) {
+   ++step;
+   WexIntfEncapSm const& m = *sm;
+   auto const& configs = *m.hwConfigColl();
+   auto const& statuses = *m.hwStatusColl();
+   std::set<Ulva::IntfEncap> const configKeys = keysOf(configs.configMap());
+   std::set<Ulva::IntfEncap> const statusKeys = keysOf(statuses.hwStatusMap());
+   std::set<Ulva::IntfEncap> const retryKeys = keysOf(m.retryNeededMap());
+   std::vector<std::string> bad;
+   auto violation = [&bad](Ulva::IntfEncap const& k, std::string const& what) {
+      std::ostringstream os;
+      os << k << ": " << what;
+      bad.push_back(os.str());
+   };
+
+   // What the checks remember follows the machine: an entry goes once its
+   // status was overwritten by a config's add or wiped, or once its config is
+   // gone or was programmed anew.
+   for (auto it = reportOnly.begin(); it != reportOnly.end();) {
+      bool const gone = configKeys.count(it->first) || !statusKeys.count(it->first);
+      it = gone ? reportOnly.erase(it) : std::next(it);
+   }
+   for (auto it = leftBehind.begin(); it != leftBehind.end();) {
+      bool const gone = !configKeys.count(it->first) ||
+                        !(withoutRetries(configs.config(it->first)) == it->second);
+      it = gone ? leftBehind.erase(it) : std::next(it);
+   }
+
+   // 1. Every decoder's counters agree with its members.
+   auto checkDecoders = [&](auto const& map, char const* which) {
+      for (auto const& key : keysOf(map)) {
+         auto const d = map.get(key);
+         std::uint32_t n[3] = {0, 0, 0};
+         for (auto const& member : keysOf(d->hwStatusMap()))
+            ++n[d->hwStatus(member) % 3];
+         if (d->hwStatuss() != d->hwStatusCount() || d->failedCount() != n[0] ||
+             d->notReadyCount() != n[1] || d->successCount() != n[2]) {
+            std::ostringstream os;
+            os << which << " decoder: " << d->hwStatuss() << " members (" << n[0] << "/" << n[1]
+               << "/" << n[2] << ") but counters " << d->failedCount() << "/" << d->notReadyCount()
+               << "/" << d->successCount();
+            violation(key, os.str());
+         }
+      }
+   };
+   checkDecoders(m.lagHwStatusDecoderMap(), "LAG");
+   checkDecoders(m.svcHwStatusDecoderMap(), "service");
+
+   // 2. A status exactly where a config is, apart from what a report wrote
+   // for an encap without config.
+   for (auto const& k : configKeys) {
+      if (!statusKeys.count(k))
+         violation(k, "config without status");
+   }
+   for (auto const& k : statusKeys) {
+      if (configKeys.count(k))
+         continue;
+      auto const r = reportOnly.find(k);
+      if (r == reportOnly.end()) {
+         violation(k, "status without config, not written by a report");
+      } else if (statuses.hwStatus(k) != r->second) {
+         violation(k, "status without config differs from the one reported");
+      }
+   }
+
+   // 3. The retry set. An encap qualifies when its status is not ready and it
+   // has a config. Membership is decided on the encap itself by its rollup and
+   // nowhere else is it added, so the set is exact for an encap after a step
+   // whose last change to that encap's status or config was followed by its
+   // rollup:
+   //  - encaps of Ethernet1, Ethernet2 and Port-Channel10, after every step.
+   //    Their configs and statuses change only inside updateHwConfig of that
+   //    very encap (which ends in its rollup) or in platformEncapHwStatusIs
+   //    (which ends in its rollup); a retry pass changes no status and keeps
+   //    exactly the qualifying entries.
+   //  - the encap named by a step that ends in its rollup: a static or dynamic
+   //    entry that changed, a platform report, a hardware status change that
+   //    the simulated platform reports.
+   // The encaps of member ports (Ethernet3, Ethernet4) are programmed and
+   // deleted by the LAG's updateHwConfig, which rolls up the LAG encap only: a
+   // member answered not ready is not in the set until it reports, and a
+   // member deleted while waiting stays until the next retry pass drops it. So
+   // after a retry pass every entry qualifies.
+   auto qualifies = [&](Ulva::IntfEncap const& k) {
+      return statuses.hwStatusHas(k) && statuses.hwStatus(k) == hwStatusNotReady &&
+             configs.configHas(k) && !(configs.config(k) == WexIntfEncapHwConfig());
+   };
+   std::set<Ulva::IntfEncap> candidates = retryKeys;
+   candidates.insert(statusKeys.begin(), statusKeys.end());
+   for (auto const& k : candidates) {
+      bool const exact = !inPortToLag(k.intfId()) || (end.rolledUp && *end.rolledUp == k);
+      bool const in = retryKeys.count(k) != 0;
+      if (exact && in != qualifies(k)) {
+         violation(k, in ? "waits for a retry without qualifying" : "qualifies but does not wait");
+      }
+      if (end.retry && in && !qualifies(k))
+         violation(k, "still waits after a retry pass");
+   }
+
+   // 4. Every programmed config is one that is wanted: the plain or LAG config
+   // of its own encap, or the member config of its LAG's encap; or a member
+   // config left behind as it was.
+   for (auto const& k : configKeys) {
+      WexIntfEncapHwConfig const c = configs.config(k);
+      WexIntfEncapHwConfig const c0 = withoutRetries(c);
+      if (!(c.intfEncap() == k))
+         violation(k, "config stored under another key");
+      if (c.retryCnt() > retryPasses)
+         violation(k, "retryCnt above the number of retry passes");
+      if (c.isLagMember()) {
+         WexIntfEncapHwConfig const lagConfig =
+             m.getHwConfig(Ulva::IntfEncap(c.lagId(), k.encap()));
+         bool const current =
+             !(lagConfig == WexIntfEncapHwConfig()) && c0 == memberOf(lagConfig, k.intfId());
+         auto const lb = leftBehind.find(k);
+         bool const stayed = lb != leftBehind.end() && lb->second == c0;
+         if (!current && !stayed)
+            violation(k, "member config of no wanted LAG config");
+      } else {
+         WexIntfEncapHwConfig const w = m.getHwConfig(k);
+         if (w == WexIntfEncapHwConfig() || !(c0 == w))
+            violation(k, "config that is not wanted");
+         if (!c.isLag() && inPortToLag(k.intfId()))
+            violation(k, "own config of a LAG member");
+      }
+   }
+   // ...and every wanted config of an interface in no LAG is programmed.
+   for (auto const& port : keysOf(m.portToHwConfigListMap())) {
+      if (inPortToLag(port))
+         continue;
+      auto const list = m.portToHwConfigList(port);
+      for (auto const& k : keysOf(list->hwConfigMap())) {
+         if (!configKeys.count(k) || !(withoutRetries(configs.config(k)) == list->hwConfig(k))) {
+            violation(k, "wanted config not programmed");
+         }
+      }
+   }
+
+   // 5. The simulated hardware holds exactly the programmed keys.
+   std::set<Ulva::IntfEncap> const programmed = keysOf(sm->testHwConfigKeyMap());
+   for (auto const& k : programmed) {
+      if (!configKeys.count(k))
+         violation(k, "in testHwConfigKey without config");
+   }
+   for (auto const& k : configKeys) {
+      if (!programmed.count(k))
+         violation(k, "config not in testHwConfigKey");
+   }
+
+   if (bad.empty())
+      return;
+   std::ostringstream os;
+   os << "after step " << step << ":\n";
+   for (auto const& b : bad)
+      os << "  " << b << "\n";
+   os << "hwConfigColl:";
+   for (auto const& k : configKeys) {
+      auto const c = configs.config(k);
+      os << " " << shortText(k) << "{svc " << c.fwdInfo().serviceIntf() << " fwdData "
+         << c.fwdInfo().fwdData() << " lag '" << c.lagId() << "' retryCnt " << c.retryCnt() << "}";
+   }
+   os << "\nhwStatusColl:";
+   for (auto const& k : statusKeys)
+      os << " " << shortText(k) << "=" << statuses.hwStatus(k);
+   os << "\nretryNeeded:";
+   for (auto const& k : retryKeys)
+      os << " " << shortText(k);
+   os << "\n";
+   RC_FAIL(os.str());
+}
+
+struct Model {};
+using Step = rc::state::Command<Model, System>;
+
+// ---- input changes -------------------------------------------------------------------
+
+struct WantStatic : Step {
+   Ulva::IntfEncap e = *genEncap();
+   Kestin::IntfId svc = *genServiceIntf();
+   void run(Model const&, System& s) const override {
+      bool const changes = !s.wanted->serviceIntfHas(e) || s.wanted->serviceIntf(e) != svc;
+      s.wanted->serviceIntfIs(e, svc);
+      s.check({changes ? std::optional(e) : std::nullopt});
+   }
+   void show(std::ostream& os) const override { os << "want " << shortText(e) << " for " << svc; }
+};
+
+struct UnwantStatic : Step {
+   Ulva::IntfEncap e = *genEncap();
+   void run(Model const&, System& s) const override {
+      bool const changes = s.wanted->serviceIntfHas(e);
+      s.wanted->serviceIntfDel(e);
+      s.check({changes ? std::optional(e) : std::nullopt});
+   }
+   void show(std::ostream& os) const override { os << "unwant " << shortText(e); }
+};
+
+struct FwdInfoSet : Step {
+   Kestin::IntfId svc = *genServiceIntf();
+   std::uint16_t fwdData = *rc::gen::element<std::uint16_t>(1, 2, 0);
+   void run(Model const&, System& s) const override {
+      Ulva::ServiceIntfFwdInfo info(svc);
+      info.fwdDataIs(fwdData);
+      s.fwd->fwdInfoIs(info);
+      s.check({});
+   }
+   void show(std::ostream& os) const override { os << "fwdInfo " << svc << " fwdData " << fwdData; }
+};
+
+struct FwdInfoDel : Step {
+   Kestin::IntfId svc = *genServiceIntf();
+   void run(Model const&, System& s) const override {
+      s.fwd->fwdInfoDel(svc);
+      s.check({});
+   }
+   void show(std::ostream& os) const override { os << "no fwdInfo " << svc; }
+};
+
+struct DynamicSet : Step {
+   Ulva::IntfEncap e = *genEncap();
+   Ulva::VlanTagEncap egress =
+       *rc::gen::element(e.encap(), Ulva::VlanTagEncap(Ulva::vlanTag(300), Ulva::VlanTag()),
+                         Ulva::VlanTagEncap(Ulva::vlanTag(300), Ulva::vlanTag(10)));
+   WexVlanMapping::WexIntfEncapSource source =
+       *rc::gen::element(WexVlanMapping::staticEncap, WexVlanMapping::macsecProxy);
+   Kestin::IntfId svc = *rc::gen::weightedOneOf<Kestin::IntfId>(
+       {{4, genServiceIntf()}, {1, rc::gen::just(Kestin::IntfId())}});
+   void run(Model const&, System& s) const override {
+      WexDynamicIntfEncapInfo info(e);
+      info.egressEncapIs(egress);
+      info.sourceIs(source);
+      info.serviceIntfIs(svc);
+      bool const changes = !(s.dynamic->entry(e) == info);
+      s.dynamic->entryIs(info);
+      s.check({changes ? std::optional(e) : std::nullopt});
+   }
+   void show(std::ostream& os) const override {
+      os << "dynamic " << shortText(e) << " egress " << shortText(egress) << " " << source
+         << " for '" << svc << "'";
+   }
+};
+
+struct DynamicDel : Step {
+   Ulva::IntfEncap e = *genEncap();
+   void run(Model const&, System& s) const override {
+      bool const changes = s.dynamic->entryHas(e);
+      s.dynamic->entryDel(e);
+      s.check({changes ? std::optional(e) : std::nullopt});
+   }
+   void show(std::ostream& os) const override { os << "no dynamic " << shortText(e); }
+};
+
+// The member list of the LAG in lagToPort; portToLag stays as it is.
+struct LagMembers : Step {
+   bool withA = *rc::gen::arbitrary<bool>();
+   bool withB = *rc::gen::arbitrary<bool>();
+   void run(Model const&, System& s) const override {
+      std::vector<Kestin::IntfId> ports;
+      if (withA)
+         ports.push_back(lagPortA);
+      if (withB)
+         ports.push_back(lagPortB);
+      Wex::WexLagPortList const before = s.wcsd->lagToPort(lag);
+      WexVlanMapping::WexIntfEncapHwConfigColl const& configs = *s.sm->hwConfigColl();
+      for (auto const& k : keysOf(configs.configMap())) {
+         bool const leaves = before.portHas(k.intfId()) &&
+                             std::find(ports.begin(), ports.end(), k.intfId()) == ports.end();
+         WexIntfEncapHwConfig const c = configs.config(k);
+         if (leaves && c.isLagMember() && c.lagId() == lag)
+            s.leftBehind[k] = withoutRetries(c);
+      }
+      s.lagMembersIs(ports);
+      s.check({});
+   }
+   void show(std::ostream& os) const override {
+      os << "lagToPort Port-Channel10:" << (withA ? " Ethernet3" : "")
+         << (withB ? " Ethernet4" : "");
+   }
+};
+
+// ---- hardware answers ------------------------------------------------------------------------
+
+// Would the simulated platform report `e` after its hardware status became
+// `status` (`present` false: the entry is deleted)?
+bool reports(System const& s, Ulva::IntfEncap const& e, Ulva::IntfEncapHwStatus status,
+             bool present) {
+   bool const writes =
+       present ? !(s.hw->hwStatusHas(e) && s.hw->hwStatus(e) == status) : s.hw->hwStatusHas(e);
+   return writes && s.sm->hwConfigColl()->configHas(e) &&
+          s.sm->hwStatusColl()->hwStatus(e) != status;
+}
+
+struct HwStatusSet : Step {
+   Ulva::IntfEncap e = *genEncap();
+   Ulva::IntfEncapHwStatus status = *genStatus();
+   void run(Model const&, System& s) const override {
+      bool const reported = reports(s, e, status, true);
+      s.hw->hwStatusIs(e, status);
+      s.check({reported ? std::optional(e) : std::nullopt});
+   }
+   void show(std::ostream& os) const override {
+      os << "hardware " << shortText(e) << " " << status;
+   }
+};
+
+struct HwStatusDel : Step {
+   Ulva::IntfEncap e = *genEncap();
+   void run(Model const&, System& s) const override {
+      bool const reported = reports(s, e, hwStatusFailed, false);
+      s.hw->hwStatusDel(e);
+      s.check({reported ? std::optional(e) : std::nullopt});
+   }
+   void show(std::ostream& os) const override { os << "hardware forgets " << shortText(e); }
+};
+
+struct Retry : Step {
+   void run(Model const&, System& s) const override {
+      ++s.retryPasses;
+      s.sm->handleHwConfigRetry();
+      s.check({std::nullopt, true});
+   }
+   void show(std::ostream& os) const override { os << "retry"; }
+};
+
+// The platform reports of its own accord, also for an encap it has no config for.
+struct PlatformReport : Step {
+   Ulva::IntfEncap e = *genEncap();
+   Ulva::IntfEncapHwStatus status = *genStatus();
+   void run(Model const&, System& s) const override {
+      s.sm->platformEncapHwStatusIs(e, status);
+      if (!s.sm->hwConfigColl()->configHas(e))
+         s.reportOnly[e] = status;
+      s.check({e});
+   }
+   void show(std::ostream& os) const override {
+      os << "platform reports " << shortText(e) << " " << status;
+   }
+};
+
+auto const genStep = rc::state::gen::execOneOfWithArgs<
+    WantStatic, WantStatic, WantStatic, UnwantStatic, UnwantStatic, FwdInfoSet, FwdInfoSet,
+    FwdInfoDel, DynamicSet, DynamicSet, DynamicDel, LagMembers, HwStatusSet, HwStatusSet,
+    HwStatusSet, HwStatusSet, HwStatusDel, HwStatusDel, Retry, Retry, PlatformReport>();
+
+TEST(WexIntfEncapSmProperty, InvariantsHoldAfterEveryStep) {
+   rc::detail::TestMetadata metadata;
+   metadata.id = "WexIntfEncapSmProperty/InvariantsHoldAfterEveryStep";
+   metadata.description = "InvariantsHoldAfterEveryStep";
+   rc::detail::TestParams params = rc::detail::configuration().testParams;
+   // RC_PARAMS (seed, max_success, ...) takes over when given.
+   if (std::getenv("RC_PARAMS") == nullptr)
+      params.maxSuccess = runs;
+
+   auto const result =
+       rc::detail::checkProperty(rc::detail::toProperty([] {
+                                    System system;
+                                    // A sequence is one step longer than the size it is made with.
+                                    auto const steps = *rc::gen::resize(
+                                        maxSteps - 1, rc::state::gen::commands(Model{}, genStep));
+                                    rc::state::runAll(steps, Model{}, system);
+                                 }),
+                                 metadata, params);
+
+   std::ostringstream os;
+   rc::detail::printResultMessage(result, os);
+   EXPECT_TRUE(result.template is<rc::detail::SuccessResult>()) << os.str();
+}
+
+}  // namespace
+}  // namespace WexVlanMappingTest
