@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "Listener.h"
 #include "Fen/Exception.h"
 #include "Fen/Notifiee.h"
 #include "Fen/Ptr.h"
@@ -29,36 +30,7 @@
 
 namespace {
 
-// A reactor that hands every notification to a callback; registered and active
-// from the start.
-class Listener : public Fen::PtrInterface::NotifieeConst {
-   FEN_COUNTED_CLASS("CollectionsTest::Listener")
-
- public:
-   using OnAttribute = std::function<void(Fen::AttributeId, void const*)>;
-
-   static Fen::Ptr<Listener> ListenerIs(Fen::PtrInterface const* notifier, OnAttribute fn) {
-      Fen::Ptr<Listener> l = Fen::fenObjectIs<Listener>(std::move(fn));
-      l->notifierIs(notifier);
-      l->isRegisteredNotifieeIs(true);
-      return l;
-   }
-   explicit Listener(OnAttribute fn) : fn_(std::move(fn)) {}
-
-   void onAttribute(Fen::AttributeId id, void const* keyPtr) override {
-      ids_.push_back(id);
-      if (fn_)
-         fn_(id, keyPtr);
-   }
-   void fenDoZombieReactors(bool) override {}
-
-   std::vector<Fen::AttributeId> const& ids() const { return ids_; }
-   std::size_t calls() const { return ids_.size(); }
-
- private:
-   OnAttribute fn_;
-   std::vector<Fen::AttributeId> ids_;
-};
+using WexVlanMappingTest::Listener;
 
 Kestin::IntfId const eth1("Ethernet1");
 Kestin::IntfId const eth2("Ethernet2");
