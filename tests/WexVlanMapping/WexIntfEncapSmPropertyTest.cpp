@@ -1,10 +1,13 @@
 // Random sequences of input changes and hardware answers applied to a machine on
 // the simulated platform, with the machine's invariants checked after each step.
 //
-// The world: Ethernet1 and Ethernet2 stand alone; Ethernet3 and Ethernet4 are
-// members of Port-Channel10 in portToLag for the whole run (membership changes
-// are not exercised here), while the member list of Port-Channel10 in lagToPort
-// varies among subsets of the two. Encaps have one or two tags; three service
+// The world: Ethernet3 and Ethernet4 start as members of Port-Channel10,
+// Ethernet1 and Ethernet2 stand alone. Ethernet1, Ethernet3 and Ethernet4 join,
+// leave and move between Port-Channel10 and Port-Channel20 the way an agent does
+// it: first the member lists in lagToPort, then portToLag, which the machine
+// hears. Ethernet ports go down and come up, everything is reprogrammed now and
+// then, and in about half the runs the machine has a remote status collection
+// whose entries come and go. Encaps have one or two tags; three service
 // interfaces forward or not.
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
@@ -37,11 +40,15 @@ constexpr int maxSteps = 60;
 constexpr int runs = 500;
 
 Kestin::IntfId const lag("Port-Channel10");
+Kestin::IntfId const otherLag("Port-Channel20");
 Kestin::IntfId const lagPortA("Ethernet3");
 Kestin::IntfId const lagPortB("Ethernet4");
 
-std::vector<char const*> const interfaces{"Ethernet1", "Ethernet2", "Ethernet3", "Ethernet4",
-                                          "Port-Channel10"};
+std::vector<char const*> const interfaces{"Ethernet1", "Ethernet2",      "Ethernet3",
+                                          "Ethernet4", "Port-Channel10", "Port-Channel20"};
+std::vector<char const*> const ethPorts{"Ethernet1", "Ethernet2", "Ethernet3", "Ethernet4"};
+// The ports whose membership changes; Ethernet2 always stands alone.
+std::vector<char const*> const movingPorts{"Ethernet1", "Ethernet3", "Ethernet4"};
 std::vector<char const*> const serviceIntfs{"Vlan10", "Vlan20", "Vlan30"};
 
 Ulva::IntfEncap encapOf(char const* intf, std::uint32_t outer, std::uint32_t inner) {
@@ -78,6 +85,11 @@ rc::Gen<Kestin::IntfId> genServiceIntf() {
                        [](char const* name) { return Kestin::IntfId(name); });
 }
 
+rc::Gen<Kestin::IntfId> genIntf(std::vector<char const*> const& names) {
+   return rc::gen::map(rc::gen::elementOf(names),
+                       [](char const* name) { return Kestin::IntfId(name); });
+}
+
 rc::Gen<Ulva::IntfEncapHwStatus> genStatus() {
    return rc::gen::weightedElement<Ulva::IntfEncapHwStatus>(
        {{2, hwStatusSuccess}, {2, hwStatusNotReady}, {1, hwStatusFailed}});
@@ -87,6 +99,17 @@ rc::Gen<Ulva::IntfEncapHwStatus> genStatus() {
 WexIntfEncapHwConfig memberOf(WexIntfEncapHwConfig const& lagConfig, Kestin::IntfId port) {
    WexIntfEncapHwConfig c(Ulva::IntfEncap(port, lagConfig.intfEncap().encap()), lagConfig.fwdInfo(),
                           lagConfig.lagId());
+   c.egressEncapIs(lagConfig.egressEncap());
+   c.sourceIs(lagConfig.source());
+   return c;
+}
+
+// The same with the lagId given: what a port that joined `lagId` must hold for
+// the LAG's config.
+WexIntfEncapHwConfig memberOf(WexIntfEncapHwConfig const& lagConfig, Kestin::IntfId port,
+                              Kestin::IntfId lagId) {
+   WexIntfEncapHwConfig c(Ulva::IntfEncap(port, lagConfig.intfEncap().encap()), lagConfig.fwdInfo(),
+                          lagId);
    c.egressEncapIs(lagConfig.egressEncap());
    c.sourceIs(lagConfig.source());
    return c;
@@ -109,28 +132,48 @@ std::set<typename Map::KeyType> keysOf(Map const& map) {
 // checks must remember between steps.
 class System {
  public:
-   System()
+   explicit System(bool withRemote)
        : wcsd(Wex::wexCommonSmDataFactory()),
          fwd(Ulva::serviceIntfFwdInfoCollFactory()),
          svcStatus(Ulva::serviceIntfHwStatusCollFactory()),
          wanted(Ulva::intfEncapServiceIntfCollFactory()),
          published(Ulva::intfEncapHwStatusCollFactory("intfEncapHwStatus")),
          dynamic(WexVlanMapping::wexDynamicIntfEncapCollFactory()),
-         hw(Ulva::intfEncapHwStatusCollFactory("testHwStatus")) {
+         hw(Ulva::intfEncapHwStatusCollFactory("testHwStatus")),
+         remote(withRemote ? Ulva::intfEncapHwStatusCollFactory("remoteHwStatus") : nullptr) {
       wcsd->portToLagIs(lagPortA, lag);
       wcsd->portToLagIs(lagPortB, lag);
-      lagMembersIs({lagPortA, lagPortB});
-      sm = intfEncapSmFactory(wcsd, fwd, svcStatus, wanted, published, nullptr, dynamic, hw);
+      Wex::WexLagPortList list;
+      list.portIs(lagPortA, Wex::WexLagPort());
+      list.portIs(lagPortB, Wex::WexLagPort());
+      wcsd->lagToPortIs(lag, list);
+      memberSinceRetry = {lagPortA, lagPortB};
+      sm = intfEncapSmFactory(wcsd, fwd, svcStatus, wanted, published, remote, dynamic, hw);
    }
 
-   void lagMembersIs(std::vector<Kestin::IntfId> const& ports) {
-      Wex::WexLagPortList list;
-      for (Kestin::IntfId p : ports)
-         list.portIs(p, Wex::WexLagPort());
-      wcsd->lagToPortIs(lag, list);
+   // The member list of `l` in lagToPort with `port` added or taken out.
+   void lagToPortChange(Kestin::IntfId l, Kestin::IntfId port, bool add) {
+      Wex::WexLagPortList list = wcsd->lagToPort(l);
+      if (add) {
+         list.portIs(port, Wex::WexLagPort());
+      } else {
+         list.portDel(port);
+      }
+      if (list.ports() == 0) {
+         if (wcsd->lagToPortHas(l))
+            wcsd->lagToPortDel(l);
+      } else {
+         wcsd->lagToPortIs(l, list);
+      }
    }
 
    bool inPortToLag(Kestin::IntfId intf) const { return wcsd->portToLagHas(intf); }
+
+   // The encap under which a rollup of `e` publishes: the LAG's encap for a
+   // member port, `e` itself otherwise.
+   Ulva::IntfEncap publishedUnder(Ulva::IntfEncap const& e) const {
+      return inPortToLag(e.intfId()) ? Ulva::IntfEncap(wcsd->portToLag(e.intfId()), e.encap()) : e;
+   }
 
    // What a step tells the checks: the encap whose rollup ends the step, if any,
    // and whether it was a retry pass.
@@ -149,16 +192,21 @@ class System {
    Fen::Ptr<Ulva::IntfEncapHwStatusColl> published;
    Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl> dynamic;
    Fen::Ptr<Ulva::IntfEncapHwStatusColl> hw;
+   Fen::Ptr<Ulva::IntfEncapHwStatusColl> remote;
    Fen::Ptr<IntfEncapSm> sm;
+
+   // Ethernet ports last reported down.
+   std::set<Kestin::IntfId> down;
+   // Ports that were in a LAG at some point since the last retry pass.
+   std::set<Kestin::IntfId> memberSinceRetry;
+   // Encaps whose remote entry changed while their port was in a LAG (the
+   // machine skips those) and whose published status no step has since ended
+   // by rolling up.
+   std::set<Ulva::IntfEncap> remoteSkipped;
 
    // Statuses that a platform report wrote for an encap without a config, and
    // that nothing has overwritten or wiped since.
    std::map<Ulva::IntfEncap, Ulva::IntfEncapHwStatus> reportOnly;
-   // Member configs of ports that left the LAG's member list while programmed.
-   // Deleting or replacing the LAG's config walks the list of that moment, so
-   // these stay behind as they were, until the port is back and the LAG's
-   // config is programmed over them, or until something deletes them.
-   std::map<Ulva::IntfEncap, WexIntfEncapHwConfig> leftBehind;
    std::uint32_t retryPasses = 0;
    int step = 0;
 };
@@ -185,11 +233,12 @@ void System::check(StepEnd const& end) {
       bool const gone = configKeys.count(it->first) || !statusKeys.count(it->first);
       it = gone ? reportOnly.erase(it) : std::next(it);
    }
-   for (auto it = leftBehind.begin(); it != leftBehind.end();) {
-      bool const gone = !configKeys.count(it->first) ||
-                        !(withoutRetries(configs.config(it->first)) == it->second);
-      it = gone ? leftBehind.erase(it) : std::next(it);
-   }
+   if (end.retry)
+      memberSinceRetry.clear();
+   for (auto const& port : keysOf(wcsd->portToLagMap()))
+      memberSinceRetry.insert(port);
+   if (end.rolledUp)
+      remoteSkipped.erase(publishedUnder(*end.rolledUp));
 
    // 1. Every decoder's counters agree with its members.
    auto checkDecoders = [&](auto const& map, char const* which) {
@@ -233,11 +282,12 @@ void System::check(StepEnd const& end) {
    // nowhere else is it added, so the set is exact for an encap after a step
    // whose last change to that encap's status or config was followed by its
    // rollup:
-   //  - encaps of Ethernet1, Ethernet2 and Port-Channel10, after every step.
-   //    Their configs and statuses change only inside updateHwConfig of that
-   //    very encap (which ends in its rollup) or in platformEncapHwStatusIs
-   //    (which ends in its rollup); a retry pass changes no status and keeps
-   //    exactly the qualifying entries.
+   //  - encaps of the LAGs and of ports in no LAG, after every step. Their
+   //    configs and statuses change only inside updateHwConfig of that very
+   //    encap, in platformEncapHwStatusIs, in the walks of a port going down or
+   //    up, of a reinit and of a leave (each of these rolls up every encap it
+   //    touches); a retry pass changes no status and keeps exactly the
+   //    qualifying entries.
    //  - the encap named by a step that ends in its rollup: a static or dynamic
    //    entry that changed, a platform report, a hardware status change that
    //    the simulated platform reports.
@@ -245,7 +295,10 @@ void System::check(StepEnd const& end) {
    // deleted by the LAG's updateHwConfig, which rolls up the LAG encap only: a
    // member answered not ready is not in the set until it reports, and a
    // member deleted while waiting stays until the next retry pass drops it. So
-   // after a retry pass every entry qualifies.
+   // after a retry pass every entry qualifies. Such a member may be deleted by
+   // a change of its LAG's config, not by a leave, and then stays in the set
+   // after the port left: the encaps of a port that was in a LAG since the last
+   // retry pass are not exact either.
    auto qualifies = [&](Ulva::IntfEncap const& k) {
       return statuses.hwStatusHas(k) && statuses.hwStatus(k) == hwStatusNotReady &&
              configs.configHas(k) && !(configs.config(k) == WexIntfEncapHwConfig());
@@ -253,7 +306,8 @@ void System::check(StepEnd const& end) {
    std::set<Ulva::IntfEncap> candidates = retryKeys;
    candidates.insert(statusKeys.begin(), statusKeys.end());
    for (auto const& k : candidates) {
-      bool const exact = !inPortToLag(k.intfId()) || (end.rolledUp && *end.rolledUp == k);
+      bool const exact = (!inPortToLag(k.intfId()) && !memberSinceRetry.count(k.intfId())) ||
+                         (end.rolledUp && *end.rolledUp == k);
       bool const in = retryKeys.count(k) != 0;
       if (exact && in != qualifies(k)) {
          violation(k, in ? "waits for a retry without qualifying" : "qualifies but does not wait");
@@ -263,8 +317,9 @@ void System::check(StepEnd const& end) {
    }
 
    // 4. Every programmed config is one that is wanted: the plain or LAG config
-   // of its own encap, or the member config of its LAG's encap; or a member
-   // config left behind as it was.
+   // of its own encap, or the member config of its LAG's encap. (Membership
+   // changes as an agent makes them, lagToPort before portToLag, so the LAG's
+   // walks and the port's walks agree and no member config is left behind.)
    for (auto const& k : configKeys) {
       WexIntfEncapHwConfig const c = configs.config(k);
       WexIntfEncapHwConfig const c0 = withoutRetries(c);
@@ -277,9 +332,7 @@ void System::check(StepEnd const& end) {
              m.getHwConfig(Ulva::IntfEncap(c.lagId(), k.encap()));
          bool const current =
              !(lagConfig == WexIntfEncapHwConfig()) && c0 == memberOf(lagConfig, k.intfId());
-         auto const lb = leftBehind.find(k);
-         bool const stayed = lb != leftBehind.end() && lb->second == c0;
-         if (!current && !stayed)
+         if (!current)
             violation(k, "member config of no wanted LAG config");
       } else {
          WexIntfEncapHwConfig const w = m.getHwConfig(k);
@@ -289,9 +342,11 @@ void System::check(StepEnd const& end) {
             violation(k, "own config of a LAG member");
       }
    }
-   // ...and every wanted config of an interface in no LAG is programmed.
+   // ...and every wanted config of an interface in no LAG is programmed, unless
+   // the port is down: a port down takes its configs out of hardware and keeps
+   // them in its list for the port up.
    for (auto const& port : keysOf(m.portToHwConfigListMap())) {
-      if (inPortToLag(port))
+      if (inPortToLag(port) || down.count(port))
          continue;
       auto const list = m.portToHwConfigList(port);
       for (auto const& k : keysOf(list->hwConfigMap())) {
@@ -312,6 +367,68 @@ void System::check(StepEnd const& end) {
          violation(k, "config not in testHwConfigKey");
    }
 
+   // 6. A port that is down has no config.
+   for (auto const& k : configKeys) {
+      if (down.count(k.intfId()))
+         violation(k, "config of a port that is down");
+   }
+
+   // 7. A port in a LAG (per portToLag; every membership step ends in the
+   // join or leave it makes) that is up holds exactly the member configs of
+   // its LAG's wanted configs, re-keyed to the port with the LAG as lagId
+   // (retryCnt aside), and none of its own.
+   for (auto const& port : keysOf(wcsd->portToLagMap())) {
+      if (down.count(port))
+         continue;
+      Kestin::IntfId const l = wcsd->portToLag(port);
+      std::map<Ulva::IntfEncap, WexIntfEncapHwConfig> expected;
+      if (auto const list = m.portToHwConfigList(l)) {
+         for (auto const& lk : keysOf(list->hwConfigMap())) {
+            WexIntfEncapHwConfig const c = memberOf(m.getHwConfig(lk), port, l);
+            expected.emplace(c.intfEncap(), c);
+         }
+      }
+      for (auto const& k : configKeys) {
+         if (k.intfId() != port)
+            continue;
+         auto const e = expected.find(k);
+         if (e == expected.end()) {
+            violation(k, "config of a LAG member that no config of its LAG asks for");
+         } else if (!(withoutRetries(configs.config(k)) == e->second)) {
+            violation(k, "member config differs from its LAG's config");
+         }
+      }
+      for (auto const& [k, c] : expected) {
+         if (!configKeys.count(k))
+            violation(k, "member config of its LAG's config missing");
+      }
+   }
+
+   // 8. With a remote collection, no published status exceeds the remote one
+   // (an absent remote entry reads as failed). Every rollup reads the remote
+   // collection as it is, and a remote change rolls its encap up at once,
+   // except on a port in a LAG: there the machine skips it, so an encap whose
+   // remote entry changed while its port was in a LAG is exempt until a step
+   // ends in a rollup published under that encap (a static or dynamic change,
+   // a platform report, a hardware status report or a remote change, named
+   // by the step).
+   if (remote) {
+      for (auto it = remoteSkipped.begin(); it != remoteSkipped.end();) {
+         it = published->hwStatusHas(*it) ? std::next(it) : remoteSkipped.erase(it);
+      }
+      for (auto const& k : keysOf(published->hwStatusMap())) {
+         if (remoteSkipped.count(k))
+            continue;
+         Ulva::IntfEncapHwStatus const p = published->hwStatus(k);
+         Ulva::IntfEncapHwStatus const r = remote->hwStatus(k);
+         if (p > r) {
+            std::ostringstream os;
+            os << "published " << p << " above remote " << r;
+            violation(k, os.str());
+         }
+      }
+   }
+
    if (bad.empty())
       return;
    std::ostringstream os;
@@ -327,6 +444,14 @@ void System::check(StepEnd const& end) {
    os << "\nhwStatusColl:";
    for (auto const& k : statusKeys)
       os << " " << shortText(k) << "=" << statuses.hwStatus(k);
+   os << "\nintfEncapHwStatus:";
+   for (auto const& k : keysOf(published->hwStatusMap()))
+      os << " " << shortText(k) << "=" << published->hwStatus(k);
+   if (remote) {
+      os << "\nremote:";
+      for (auto const& k : keysOf(remote->hwStatusMap()))
+         os << " " << shortText(k) << "=" << remote->hwStatus(k);
+   }
    os << "\nretryNeeded:";
    for (auto const& k : retryKeys)
       os << " " << shortText(k);
@@ -334,7 +459,10 @@ void System::check(StepEnd const& end) {
    RC_FAIL(os.str());
 }
 
-struct Model {};
+// Whether the machine was built with a remote status collection.
+struct Model {
+   bool remote = false;
+};
 using Step = rc::state::Command<Model, System>;
 
 // ---- input changes -------------------------------------------------------------------
@@ -415,32 +543,90 @@ struct DynamicDel : Step {
    void show(std::ostream& os) const override { os << "no dynamic " << shortText(e); }
 };
 
-// The member list of the LAG in lagToPort; portToLag stays as it is.
-struct LagMembers : Step {
-   bool withA = *rc::gen::arbitrary<bool>();
-   bool withB = *rc::gen::arbitrary<bool>();
+// A port joins a LAG, or moves to it from the other one: the agent takes it
+// out of the old LAG's member list, puts it into the new one's, then writes
+// portToLag. A repeated join of the same LAG rewrites the same values.
+struct LagJoin : Step {
+   Kestin::IntfId port = *genIntf(movingPorts);
+   Kestin::IntfId to = *rc::gen::element(lag, otherLag);
    void run(Model const&, System& s) const override {
-      std::vector<Kestin::IntfId> ports;
-      if (withA)
-         ports.push_back(lagPortA);
-      if (withB)
-         ports.push_back(lagPortB);
-      Wex::WexLagPortList const before = s.wcsd->lagToPort(lag);
-      WexVlanMapping::WexIntfEncapHwConfigColl const& configs = *s.sm->hwConfigColl();
-      for (auto const& k : keysOf(configs.configMap())) {
-         bool const leaves = before.portHas(k.intfId()) &&
-                             std::find(ports.begin(), ports.end(), k.intfId()) == ports.end();
-         WexIntfEncapHwConfig const c = configs.config(k);
-         if (leaves && c.isLagMember() && c.lagId() == lag)
-            s.leftBehind[k] = withoutRetries(c);
+      if (s.inPortToLag(port) && s.wcsd->portToLag(port) != to)
+         s.lagToPortChange(s.wcsd->portToLag(port), port, false);
+      s.lagToPortChange(to, port, true);
+      s.wcsd->portToLagIs(port, to);
+      s.check({});
+   }
+   void show(std::ostream& os) const override { os << port << " joins " << to; }
+};
+
+// A port leaves its LAG: out of the member list first, then out of portToLag.
+// Nothing happens for a port in no LAG.
+struct LagLeave : Step {
+   Kestin::IntfId port = *genIntf(movingPorts);
+   void run(Model const&, System& s) const override {
+      if (s.inPortToLag(port)) {
+         s.lagToPortChange(s.wcsd->portToLag(port), port, false);
+         s.wcsd->portToLagDel(port);
       }
-      s.lagMembersIs(ports);
+      s.check({});
+   }
+   void show(std::ostream& os) const override { os << port << " leaves its LAG"; }
+};
+
+struct PortDown : Step {
+   Kestin::IntfId port = *genIntf(ethPorts);
+   bool isDown = *rc::gen::arbitrary<bool>();
+   void run(Model const&, System& s) const override {
+      s.sm->platformPortDownIs(port, isDown);
+      if (isDown) {
+         s.down.insert(port);
+      } else {
+         s.down.erase(port);
+      }
       s.check({});
    }
    void show(std::ostream& os) const override {
-      os << "lagToPort Port-Channel10:" << (withA ? " Ethernet3" : "")
-         << (withB ? " Ethernet4" : "");
+      os << "platform: " << port << (isDown ? " down" : " up");
    }
+};
+
+struct Reinit : Step {
+   void run(Model const&, System& s) const override {
+      s.sm->reinitAllHwConfig();
+      s.check({});
+   }
+   void show(std::ostream& os) const override { os << "reinit all"; }
+};
+
+// A remote entry changes; the machine rolls its encap up unless the encap's
+// port is in a LAG.
+struct RemoteSet : Step {
+   Ulva::IntfEncap e = *genEncap();
+   Ulva::IntfEncapHwStatus status = *genStatus();
+   void checkPreconditions(Model const& m) const override { RC_PRE(m.remote); }
+   void run(Model const&, System& s) const override {
+      bool const changes = !s.remote->hwStatusHas(e) || s.remote->hwStatus(e) != status;
+      bool const skipped = s.inPortToLag(e.intfId());
+      s.remote->hwStatusIs(e, status);
+      if (changes && skipped)
+         s.remoteSkipped.insert(e);
+      s.check({changes && !skipped ? std::optional(e) : std::nullopt});
+   }
+   void show(std::ostream& os) const override { os << "remote " << shortText(e) << " " << status; }
+};
+
+struct RemoteDel : Step {
+   Ulva::IntfEncap e = *genEncap();
+   void checkPreconditions(Model const& m) const override { RC_PRE(m.remote); }
+   void run(Model const&, System& s) const override {
+      bool const changes = s.remote->hwStatusHas(e);
+      bool const skipped = s.inPortToLag(e.intfId());
+      s.remote->hwStatusDel(e);
+      if (changes && skipped)
+         s.remoteSkipped.insert(e);
+      s.check({changes && !skipped ? std::optional(e) : std::nullopt});
+   }
+   void show(std::ostream& os) const override { os << "remote forgets " << shortText(e); }
 };
 
 // ---- hardware answers ------------------------------------------------------------------------
@@ -504,8 +690,9 @@ struct PlatformReport : Step {
 
 auto const genStep = rc::state::gen::execOneOfWithArgs<
     WantStatic, WantStatic, WantStatic, UnwantStatic, UnwantStatic, FwdInfoSet, FwdInfoSet,
-    FwdInfoDel, DynamicSet, DynamicSet, DynamicDel, LagMembers, HwStatusSet, HwStatusSet,
-    HwStatusSet, HwStatusSet, HwStatusDel, HwStatusDel, Retry, Retry, PlatformReport>();
+    FwdInfoDel, DynamicSet, DynamicSet, DynamicDel, LagJoin, LagJoin, LagLeave, HwStatusSet,
+    HwStatusSet, HwStatusSet, HwStatusSet, HwStatusDel, HwStatusDel, Retry, Retry, PlatformReport,
+    PortDown, PortDown, Reinit, RemoteSet, RemoteSet, RemoteDel>();
 
 TEST(WexIntfEncapSmProperty, InvariantsHoldAfterEveryStep) {
    rc::detail::TestMetadata metadata;
@@ -516,15 +703,17 @@ TEST(WexIntfEncapSmProperty, InvariantsHoldAfterEveryStep) {
    if (std::getenv("RC_PARAMS") == nullptr)
       params.maxSuccess = runs;
 
-   auto const result =
-       rc::detail::checkProperty(rc::detail::toProperty([] {
-                                    System system;
-                                    // A sequence is one step longer than the size it is made with.
-                                    auto const steps = *rc::gen::resize(
-                                        maxSteps - 1, rc::state::gen::commands(Model{}, genStep));
-                                    rc::state::runAll(steps, Model{}, system);
-                                 }),
-                                 metadata, params);
+   auto const result = rc::detail::checkProperty(
+       rc::detail::toProperty([] {
+          // About half the runs have a remote collection.
+          bool const withRemote = *rc::gen::arbitrary<bool>();
+          System system(withRemote);
+          // A sequence is one step longer than the size it is made with.
+          auto const steps =
+              *rc::gen::resize(maxSteps - 1, rc::state::gen::commands(Model{withRemote}, genStep));
+          rc::state::runAll(steps, Model{withRemote}, system);
+       }),
+       metadata, params);
 
    std::ostringstream os;
    rc::detail::printResultMessage(result, os);
