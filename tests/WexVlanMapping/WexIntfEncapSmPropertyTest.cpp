@@ -37,7 +37,7 @@ using WexVlanMapping::WexIntfEncapHwConfig;
 using WexVlanMapping::WexIntfEncapSm;
 
 constexpr int maxSteps = 60;
-constexpr int runs = 500;
+constexpr int runs = 10000;
 
 Kestin::IntfId const lag("Port-Channel10");
 Kestin::IntfId const otherLag("Port-Channel20");
