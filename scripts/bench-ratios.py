@@ -14,6 +14,7 @@ usage: bench-ratios.py FILE.json
 """
 
 import json
+import signal
 import sys
 
 OURS = "HashMap2018"
@@ -132,4 +133,6 @@ def main(argv):
 
 
 if __name__ == "__main__":
+    # Piped into head or less: stop quietly when the reader goes away.
+    signal.signal(signal.SIGPIPE, signal.SIG_DFL)
     sys.exit(main(sys.argv))
