@@ -63,8 +63,8 @@ public:
    void serviceIntfIs(Kestin::IntfId id) { serviceIntf_ = id; }
 
    bool operator==(WexDynamicIntfEncapInfo const& o) const {
-      return intfEncap_ == o.intfEncap_ && egressEncap_ == o.egressEncap_ &&
-             source_ == o.source_ && serviceIntf_ == o.serviceIntf_;
+      return intfEncap_ == o.intfEncap_ && egressEncap_ == o.egressEncap_ && source_ == o.source_ &&
+             serviceIntf_ == o.serviceIntf_;
    }
    std::uint32_t hash(std::uint32_t seed) const;
 
@@ -110,9 +110,8 @@ public:
 
    // Every field, in field order; a different retryCnt makes a different config.
    bool operator==(WexIntfEncapHwConfig const& o) const {
-      return intfEncap_ == o.intfEncap_ && egressEncap_ == o.egressEncap_ &&
-             source_ == o.source_ && fwdInfo_ == o.fwdInfo_ && lagId_ == o.lagId_ &&
-             retryCnt_ == o.retryCnt_;
+      return intfEncap_ == o.intfEncap_ && egressEncap_ == o.egressEncap_ && source_ == o.source_ &&
+             fwdInfo_ == o.fwdInfo_ && lagId_ == o.lagId_ && retryCnt_ == o.retryCnt_;
    }
    std::uint32_t hash(std::uint32_t seed) const;
 
@@ -144,9 +143,7 @@ struct EntryKeyFunktor {
    }
 };
 struct ConfigKeyFunktor {
-   Ulva::IntfEncap const& operator()(WexIntfEncapHwConfig const& v) const {
-      return v.intfEncap();
-   }
+   Ulva::IntfEncap const& operator()(WexIntfEncapHwConfig const& v) const { return v.intfEncap(); }
 };
 
 class WexDynamicIntfEncapColl : public Fen::Notifier {

@@ -192,13 +192,14 @@ void WexIntfEncapSm::handleServiceIntfFwdInfo(Kestin::IntfId intfId) {
    // The whole record, to the text trace only.
    if (!isDel && _defaultTraceHandle().levelEnabled(8)) {
       Fen::TraceHelper(_defaultTraceHandle(), 8, __FILE__, __LINE__, "handleServiceIntfFwdInfo")
-          << "WexIntfEncapSm::handleServiceIntfFwdInfo: " << "   "
-          << serviceIntfFwdInfo()->fwdInfo(intfId);
+          << "WexIntfEncapSm::handleServiceIntfFwdInfo: "
+          << "   " << serviceIntfFwdInfo()->fwdInfo(intfId);
    }
    // The decoder doubles as the index from a service interface to its encaps.
    Fen::Ptr<WexEncapHwStatusDecoder> const decoder = svcHwStatusDecoder(serviceEncap(intfId));
    if (decoder) {
-      forEachKey(decoder->hwStatusMap(), [this](Ulva::IntfEncap const& key) { updateHwConfig(key); });
+      forEachKey(decoder->hwStatusMap(),
+                 [this](Ulva::IntfEncap const& key) { updateHwConfig(key); });
    }
    updateSvcIntfHwStatus(intfId);
 }
@@ -272,9 +273,8 @@ void WexIntfEncapSm::doDeleteHwConfig(WexIntfEncapHwConfig const& hwConfig) {
    // Members before the LAG: the reverse of the add.
    if (hwConfig.isLag()) {
       Wex::WexLagPortList const ports = lagPortsOf(*wcsd(), hwConfig.lagId());
-      forEachKey(ports.portMap(), [&](Kestin::IntfId port) {
-         doDeletePortHwConfig(portEncapOf(port, intfEncap));
-      });
+      forEachKey(ports.portMap(),
+                 [&](Kestin::IntfId port) { doDeletePortHwConfig(portEncapOf(port, intfEncap)); });
       lagHwStatusDecoderDel(intfEncap);
    }
    if (!wcsd()->portToLagHas(intf)) doDeletePortHwConfig(intfEncap);
@@ -378,15 +378,17 @@ void WexIntfEncapSm::updateEncapHwStatus(Ulva::IntfEncap const& intfEncap) {
       Ulva::IntfEncapHwStatus const remoteStatus = remote->hwStatus(rollupEncap);
       if (newStatus > remoteStatus) {
          newStatus = remoteStatus;
-         GANTRY_TRACE(7, "WexIntfEncapSm::updateEncapHwStatus: (%s, %s:%s, %s:%s) use remote hwStatus %s",
-                      GANTRY_ENCAP(rollupEncap), remoteStatus);
+         GANTRY_TRACE(
+             7, "WexIntfEncapSm::updateEncapHwStatus: (%s, %s:%s, %s:%s) use remote hwStatus %s",
+             GANTRY_ENCAP(rollupEncap), remoteStatus);
       }
    }
    // 9-10: only statically wanted encaps with a service interface are published.
    Kestin::IntfId const svcIntf = intfEncapServiceIntf()->serviceIntf(rollupEncap);
    if (svcIntf == noIntf) {
       if (intfEncapHwStatus()->hwStatusHas(rollupEncap)) {
-         GANTRY_TRACE(7, "WexIntfEncapSm::updateEncapHwStatus: (%s, %s:%s, %s:%s) deleting hwStatus",
+         GANTRY_TRACE(7,
+                      "WexIntfEncapSm::updateEncapHwStatus: (%s, %s:%s, %s:%s) deleting hwStatus",
                       GANTRY_ENCAP(rollupEncap));
       }
       intfEncapHwStatus()->hwStatusDel(rollupEncap);
@@ -407,8 +409,8 @@ void WexIntfEncapSm::updateSvcIntfHwStatus(Kestin::IntfId svcIntf) {
       Ulva::IntfEncapHwStatus const status =
           decoder ? decoder->aggrHwStatus(svcPartialHwSuccess) : Ulva::hwStatusFailed;
       serviceIntfHwStatus()->hwStatusIs(svcIntf, status);
-      GANTRY_TRACE(7, "WexIntfEncapSm::updateSvcIntfHwStatus: %s hwStatus %s", svcIntf.stringValue(),
-                   status);
+      GANTRY_TRACE(7, "WexIntfEncapSm::updateSvcIntfHwStatus: %s hwStatus %s",
+                   svcIntf.stringValue(), status);
       return;
    }
    if (serviceIntfHwStatus()->hwStatusHas(svcIntf)) {
@@ -426,7 +428,11 @@ void WexIntfEncapSm::platformEncapHwStatusIs(Ulva::IntfEncap const& intfEncap,
                                              Ulva::IntfEncapHwStatus hwStatus) {
    GANTRY_TRACE(8, "WexIntfEncapSm::platformEncapHwStatusIs: (%s, %s:%s, %s:%s) hwStatus:%s",
                 GANTRY_ENCAP(intfEncap), hwStatus);
-   FEN_ASSERT(EthIntfId::isEthIntfId( intfEncap.intfId() ) || PortChannelIntfId::isPortChannelIntfId( intfEncap.intfId() ));
+   // A status can be reported for an Ethernet port or a port channel only.
+   FEN_ASSERT_TEXT(EthIntfId::isEthIntfId(intfEncap.intfId()) ||
+                       PortChannelIntfId::isPortChannelIntfId(intfEncap.intfId()),
+                   "EthIntfId::isEthIntfId( intfEncap.intfId() ) || "
+                   "PortChannelIntfId::isPortChannelIntfId( intfEncap.intfId() )");
    hwStatusColl()->hwStatusIs(intfEncap, hwStatus);
    updateEncapHwStatus(intfEncap);
 }
@@ -499,7 +505,8 @@ void WexIntfEncapSm::handlePortToLag(Kestin::IntfId port) {
 
 void WexIntfEncapSm::doAddPortToLag(Kestin::IntfId port) {
    Kestin::IntfId const lagId = wcsd()->portToLag(port);
-   FEN_ASSERT(PortChannelIntfId::isPortChannelIntfId( lagId ));
+   FEN_ASSERT_TEXT(PortChannelIntfId::isPortChannelIntfId(lagId),
+                   "PortChannelIntfId::isPortChannelIntfId( lagId )");
    // A move between LAGs is a full leave and a full join.
    Kestin::IntfId const cachedLag = portToLagCached(port);
    if (portToLagCachedHas(port) && cachedLag != lagId) {
@@ -531,7 +538,8 @@ void WexIntfEncapSm::doAddPortToLag(Kestin::IntfId port) {
 
 void WexIntfEncapSm::doDeletePortFromLag(Kestin::IntfId port) {
    Kestin::IntfId const lagId = portToLagCached(port);
-   FEN_ASSERT(PortChannelIntfId::isPortChannelIntfId( lagId ));
+   FEN_ASSERT_TEXT(PortChannelIntfId::isPortChannelIntfId(lagId),
+                   "PortChannelIntfId::isPortChannelIntfId( lagId )");
    if (Fen::Ptr<WexPortEncapHwConfigList> const lagList = portToHwConfigList(lagId)) {
       GANTRY_TRACE(7, "WexIntfEncapSm::doDeletePortFromLag: %s, removing h/w configs from lag %s",
                    port.stringValue(), lagId.stringValue());

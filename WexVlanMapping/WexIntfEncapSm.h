@@ -119,11 +119,10 @@ public:
       using Reactor::Reactor;
    };
    class FenIntfEncapServiceIntf
-       : public Fen::Reactor<FenIntfEncapServiceIntf, WexIntfEncapSm,
-                             Ulva::IntfEncapServiceIntfColl,
-                             Ulva::IntfEncapServiceIntfColl::serviceIntfAttributeId,
-                             Ulva::IntfEncap,
-                             &WexIntfEncapSm::fen_handleIntfEncapServiceIntf_serviceIntf> {
+       : public Fen::Reactor<
+             FenIntfEncapServiceIntf, WexIntfEncapSm, Ulva::IntfEncapServiceIntfColl,
+             Ulva::IntfEncapServiceIntfColl::serviceIntfAttributeId, Ulva::IntfEncap,
+             &WexIntfEncapSm::fen_handleIntfEncapServiceIntf_serviceIntf> {
       FEN_COUNTED_CLASS("WexVlanMapping::WexIntfEncapSm::FenIntfEncapServiceIntf")
 
    public:
@@ -191,15 +190,15 @@ public:
    };
    using RetryNeededSet = Fen::HashMap2018<FenRetryNeeded, Ulva::IntfEncap>;
    using PortDownMap = Fen::HashMap2018<FenPortDown, Kestin::IntfId, bool>;
-   using PortToHwConfigListMap = Fen::HashMap2018<FenPortToHwConfigList, Kestin::IntfId,
-                                                  Fen::Ptr<WexPortEncapHwConfigList>>;
+   using PortToHwConfigListMap =
+       Fen::HashMap2018<FenPortToHwConfigList, Kestin::IntfId, Fen::Ptr<WexPortEncapHwConfigList>>;
    using PortToLagCachedMap = Fen::HashMap2018<FenPortToLagCached, Kestin::IntfId, Kestin::IntfId>;
-   using LagHwStatusDecoderMap = Fen::HashMap2018<FenLagHwStatusDecoder, Ulva::IntfEncap,
-                                                  Fen::Ptr<WexEncapHwStatusDecoder>>;
+   using LagHwStatusDecoderMap =
+       Fen::HashMap2018<FenLagHwStatusDecoder, Ulva::IntfEncap, Fen::Ptr<WexEncapHwStatusDecoder>>;
    using IntfEncapSvcIntfCachedMap =
        Fen::HashMap2018<FenIntfEncapSvcIntfCached, Ulva::IntfEncap, Kestin::IntfId>;
-   using SvcHwStatusDecoderMap = Fen::HashMap2018<FenSvcHwStatusDecoder, Ulva::IntfEncap,
-                                                  Fen::Ptr<WexEncapHwStatusDecoder>>;
+   using SvcHwStatusDecoderMap =
+       Fen::HashMap2018<FenSvcHwStatusDecoder, Ulva::IntfEncap, Fen::Ptr<WexEncapHwStatusDecoder>>;
 
    // Policies of the LAG and service aggregates: strict (the worst member wins).
    static constexpr bool lagPartialHwSuccess = false;
@@ -286,8 +285,7 @@ public:
    WexIntfEncapHwConfig getHwConfig(Ulva::IntfEncap const& intfEncap) const;
    void reinitAllHwConfig();
    void platformPortDownIs(Kestin::IntfId port, bool portIsDown);
-   void platformEncapHwStatusIs(Ulva::IntfEncap const& intfEncap,
-                                Ulva::IntfEncapHwStatus hwStatus);
+   void platformEncapHwStatusIs(Ulva::IntfEncap const& intfEncap, Ulva::IntfEncapHwStatus hwStatus);
    void handleHwConfigRetry();
 
    // The reactor attributes, in attribute order (used by the state machine shape).
@@ -319,6 +317,8 @@ private:
 
 // The service encap of a service interface: its id with both tags at their
 // default (the key of svcHwStatusDecoder).
-inline Ulva::IntfEncap serviceEncap(Kestin::IntfId svcIntf) { return Ulva::IntfEncap(svcIntf); }
+inline Ulva::IntfEncap serviceEncap(Kestin::IntfId svcIntf) {
+   return Ulva::IntfEncap(svcIntf);
+}
 
 }  // namespace WexVlanMapping

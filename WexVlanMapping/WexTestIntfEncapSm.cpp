@@ -39,7 +39,9 @@ IntfEncapSm::~IntfEncapSm() {
    testHwConfigKeyDelAll();
 }
 
-Fen::FwkType IntfEncapSm::fwkType() const { return {&wexTestIntfEncapSmModule, 0}; }
+Fen::FwkType IntfEncapSm::fwkType() const {
+   return {&wexTestIntfEncapSmModule, 0};
+}
 
 void IntfEncapSm::handleInitialized() {
    GANTRY_TRACE(8, "IntfEncapSm::handleInitialized: ");

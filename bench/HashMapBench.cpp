@@ -106,13 +106,11 @@ KeySet const& keySet(std::size_t n) {
       seen.reserve(2 * n);
       while (slot->members.size() < n) {
          Key const k = randomEncap(rng);
-         if (seen.insert(k).second)
-            slot->members.push_back(k);
+         if (seen.insert(k).second) slot->members.push_back(k);
       }
       while (slot->misses.size() < n) {
          Key const k = randomEncap(rng);
-         if (seen.insert(k).second)
-            slot->misses.push_back(k);
+         if (seen.insert(k).second) slot->misses.push_back(k);
       }
       slot->shuffled = slot->members;
       std::shuffle(slot->shuffled.begin(), slot->shuffled.end(), rng);
@@ -270,13 +268,11 @@ void lookupBench(benchmark::State& state, std::size_t n, bool hit) {
             ++found;
             sum += *v;
          }
-         if (++cursor == probes.size())
-            cursor = 0;
+         if (++cursor == probes.size()) cursor = 0;
       }
       benchmark::DoNotOptimize(sum);
    }
-   if (found != (hit ? state.iterations() * batch : 0))
-      state.SkipWithError("wrong lookup result");
+   if (found != (hit ? state.iterations() * batch : 0)) state.SkipWithError("wrong lookup result");
    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * batch));
 }
 
@@ -300,8 +296,7 @@ void eraseBench(benchmark::State& state, std::size_t n) {
       cursor = (cursor + count) % n;
       state.ResumeTiming();
    }
-   if (m.size() != n)
-      state.SkipWithError("map lost members");
+   if (m.size() != n) state.SkipWithError("map lost members");
    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * count));
 }
 
@@ -382,8 +377,7 @@ int main(int argc, char** argv) {
    benchmark::RegisterBenchmark("PtrCopy/ThreadSafeOff/0", ptrCopyBench, false);
    benchmark::RegisterBenchmark("PtrCopy/ThreadSafeOn/0", ptrCopyBench, true);
    benchmark::Initialize(&argc, argv);
-   if (benchmark::ReportUnrecognizedArguments(argc, argv))
-      return 1;
+   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
    benchmark::RunSpecifiedBenchmarks();
    benchmark::Shutdown();
    return 0;

@@ -56,7 +56,7 @@ Fen::String const& intfName() {
 
 // Puts the trace state as a benchmark wants it, and back afterwards.
 class TraceSetup {
- public:
+public:
    TraceSetup(bool ring, bool text)
        : handle_(ring ? std::make_unique<Lintel::TraceHandle>() : nullptr),
          previousHandle_(Lintel::defaultLintelHandleIs(handle_.get())),
@@ -69,7 +69,7 @@ class TraceSetup {
       Lintel::defaultLintelHandleIs(previousHandle_);
    }
 
- private:
+private:
    std::unique_ptr<Lintel::TraceHandle> handle_;
    Lintel::TraceHandle* previousHandle_;
    Fen::TraceSink previousSink_;
@@ -126,8 +126,7 @@ int main(int argc, char** argv) {
    benchmark::RegisterBenchmark("TraceStatement/SpdlogSync/0", spdlogSyncBench);
    benchmark::RegisterBenchmark("TraceStatement/SpdlogAsync/0", spdlogAsyncBench);
    benchmark::Initialize(&argc, argv);
-   if (benchmark::ReportUnrecognizedArguments(argc, argv))
-      return 1;
+   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
    benchmark::RunSpecifiedBenchmarks();
    benchmark::Shutdown();
    return 0;

@@ -74,7 +74,8 @@ struct Switch {
          info.fwdDataIs(static_cast<std::uint16_t>(s + 1));
          fwd->fwdInfoIs(info);
       }
-      for (std::size_t i = 0; i < n; ++i) want(i);
+      for (std::size_t i = 0; i < n; ++i)
+         want(i);
    }
    void want(std::size_t i) {
       Ulva::IntfEncap const e = encapOf(i);
@@ -90,7 +91,8 @@ struct Switch {
 
 std::int64_t liveBytes() {
    std::int64_t total = 0;
-   for (auto const* info : Fen::AllocTrackTypeInfo::all()) total += info->liveBytes();
+   for (auto const* info : Fen::AllocTrackTypeInfo::all())
+      total += info->liveBytes();
    return total;
 }
 
@@ -122,9 +124,11 @@ void encapAdd(benchmark::State& state, std::size_t n) {
       sw.hw->hwStatusIs(encapOf(i), Ulva::hwStatusSuccess);
    }
    for (auto _ : state) {
-      for (std::size_t i = n; i < n + batch; ++i) sw.wanted->serviceIntfIs(encapOf(i), serviceOf(i));
+      for (std::size_t i = n; i < n + batch; ++i)
+         sw.wanted->serviceIntfIs(encapOf(i), serviceOf(i));
       state.PauseTiming();
-      for (std::size_t i = n; i < n + batch; ++i) sw.unwant(i);
+      for (std::size_t i = n; i < n + batch; ++i)
+         sw.unwant(i);
       state.ResumeTiming();
    }
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(batch));
@@ -134,9 +138,11 @@ void encapDelete(benchmark::State& state, std::size_t n) {
    Switch sw(n + batch);
    sw.start();
    for (auto _ : state) {
-      for (std::size_t i = n; i < n + batch; ++i) sw.unwant(i);
+      for (std::size_t i = n; i < n + batch; ++i)
+         sw.unwant(i);
       state.PauseTiming();
-      for (std::size_t i = n; i < n + batch; ++i) sw.wanted->serviceIntfIs(encapOf(i), serviceOf(i));
+      for (std::size_t i = n; i < n + batch; ++i)
+         sw.wanted->serviceIntfIs(encapOf(i), serviceOf(i));
       state.ResumeTiming();
    }
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(batch));
@@ -151,7 +157,8 @@ void statusReport(benchmark::State& state, std::size_t n) {
    std::size_t const stride = n / batch;
    for (auto _ : state) {
       Ulva::IntfEncapHwStatus const s = ready ? Ulva::hwStatusSuccess : Ulva::hwStatusNotReady;
-      for (std::size_t k = 0; k < batch; ++k) sw.hw->hwStatusIs(encapOf(k * stride), s);
+      for (std::size_t k = 0; k < batch; ++k)
+         sw.hw->hwStatusIs(encapOf(k * stride), s);
       ready = !ready;
    }
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(batch));
@@ -162,9 +169,11 @@ void retryPass(benchmark::State& state, std::size_t n) {
    Switch sw(n);
    sw.start();
    std::size_t const stride = n / batch;
-   for (std::size_t k = 0; k < batch; ++k) sw.hw->hwStatusIs(encapOf(k * stride), Ulva::hwStatusNotReady);
+   for (std::size_t k = 0; k < batch; ++k)
+      sw.hw->hwStatusIs(encapOf(k * stride), Ulva::hwStatusNotReady);
    if (sw.sm->retryNeededs() != batch) state.SkipWithError("retry set not as prepared");
-   for (auto _ : state) sw.sm->handleHwConfigRetry();
+   for (auto _ : state)
+      sw.sm->handleHwConfigRetry();
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(batch));
 }
 
@@ -244,7 +253,8 @@ void portDownUp(benchmark::State& state, std::size_t n) {
 void reinit(benchmark::State& state, std::size_t n) {
    Switch sw(n);
    sw.start();
-   for (auto _ : state) sw.sm->reinitAllHwConfig();
+   for (auto _ : state)
+      sw.sm->reinitAllHwConfig();
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
 }
 
@@ -255,10 +265,12 @@ struct FenBenchUnit {
 void hashInsert(benchmark::State& state, std::size_t n) {
    std::vector<Ulva::IntfEncap> keys;
    keys.reserve(n);
-   for (std::size_t i = 0; i < n; ++i) keys.push_back(encapOf(i));
+   for (std::size_t i = 0; i < n; ++i)
+      keys.push_back(encapOf(i));
    for (auto _ : state) {
       Fen::HashMap2018<FenBenchUnit, Ulva::IntfEncap, Ulva::IntfEncapHwStatus> map;
-      for (auto const& k : keys) map.memberIs(k, Ulva::hwStatusSuccess);
+      for (auto const& k : keys)
+         map.memberIs(k, Ulva::hwStatusSuccess);
       benchmark::DoNotOptimize(map.size());
       state.PauseTiming();
       map.memberDelAll();
@@ -271,8 +283,7 @@ void hashInsert(benchmark::State& state, std::size_t n) {
 template <class Fn>
 benchmark::internal::Benchmark* add(char const* operation, char const* implementation,
                                     std::size_t n, Fn fn) {
-   std::string const name =
-       std::string(operation) + "/" + implementation + "/" + std::to_string(n);
+   std::string const name = std::string(operation) + "/" + implementation + "/" + std::to_string(n);
    return benchmark::RegisterBenchmark(name.c_str(),
                                        [fn, n](benchmark::State& state) { fn(state, n); });
 }

@@ -41,13 +41,11 @@ bool parseAs(Fen::String const& text) {
    try {
       Fen::strepToValue(text, &value);
    } catch (Fen::RangeException const& e) {
-      if (e.message().empty())
-         fail("refusal without a message", text, Fen::String());
+      if (e.message().empty()) fail("refusal without a message", text, Fen::String());
       return false;
    }
    Fen::String const again = valueToStrep(value);
-   if (again != text)
-      fail("accepted text is not the text of its value", text, again);
+   if (again != text) fail("accepted text is not the text of its value", text, again);
    return true;
 }
 
@@ -68,14 +66,12 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
    accepted += parseAs<WexVlanMapping::WexIntfEncapSource>(text);
    accepted += parseAs<WexVlanMapping::WexDynamicIntfEncapInfo>(text);
    accepted += parseAs<WexVlanMapping::WexIntfEncapHwConfig>(text);
-   if (accepted > 0)
-      ++acceptedInputs;
+   if (accepted > 0) ++acceptedInputs;
 
    // The enumeration by name and by number.
    try {
       WexVlanMapping::WexIntfEncapSource const s = WexVlanMapping::WexIntfEncapSourceInstance(text);
-      if (WexVlanMapping::stringValue(s) != text)
-         fail("name is not the enumerator's", text, "");
+      if (WexVlanMapping::stringValue(s) != text) fail("name is not the enumerator's", text, "");
    } catch (Fen::RangeException const&) {
    }
    FuzzedDataProvider provider(data, size);
@@ -83,11 +79,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
    try {
       WexVlanMapping::WexIntfEncapSource const s =
           WexVlanMapping::WexIntfEncapSourceInstance(number);
-      if (static_cast<unsigned>(s) != number)
-         fail("number is not the enumerator's", text, "");
+      if (static_cast<unsigned>(s) != number) fail("number is not the enumerator's", text, "");
    } catch (Fen::RangeException const&) {
-      if (number <= 1)
-         fail("enumerator refused", text, "");
+      if (number <= 1) fail("enumerator refused", text, "");
    }
    return 0;
 }
@@ -106,8 +100,7 @@ int main(int argc, char** argv) {
       std::filesystem::path const arg(argv[i]);
       if (std::filesystem::is_directory(arg)) {
          for (auto const& entry : std::filesystem::directory_iterator(arg)) {
-            if (entry.is_regular_file())
-               files.push_back(entry.path());
+            if (entry.is_regular_file()) files.push_back(entry.path());
          }
       } else {
          files.push_back(arg);

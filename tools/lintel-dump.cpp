@@ -27,8 +27,7 @@ int main(int argc, char** argv) {
    if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
       return usage(std::cout, 0);
    }
-   if (argc != 2)
-      return usage(std::cerr, 2);
+   if (argc != 2) return usage(std::cerr, 2);
    char const* const path = argv[1];
    std::ifstream file;
    std::istream* in = &std::cin;

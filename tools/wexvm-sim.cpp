@@ -52,9 +52,13 @@ namespace {
 
 using WexVlanMapping::WexIntfEncapHwConfig;
 
-[[noreturn]] void refuse(std::string const& what) { Fen::throwRangeException(what); }
+[[noreturn]] void refuse(std::string const& what) {
+   Fen::throwRangeException(what);
+}
 
-Kestin::IntfId intfOf(std::string const& name) { return Kestin::IntfId(name.c_str()); }
+Kestin::IntfId intfOf(std::string const& name) {
+   return Kestin::IntfId(name.c_str());
+}
 
 std::uint32_t numberOf(std::string const& text, char const* what) {
    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos ||
@@ -75,7 +79,8 @@ Ulva::VlanTagEncap tagsOf(std::string const& text) {
 
 std::string tagsText(Ulva::VlanTagEncap const& e) {
    std::string s = std::to_string(e.outerTag().vid());
-   if (e.innerTag().vid() != Ulva::VlanTag::vidDefault) s += "." + std::to_string(e.innerTag().vid());
+   if (e.innerTag().vid() != Ulva::VlanTag::vidDefault)
+      s += "." + std::to_string(e.innerTag().vid());
    return s;
 }
 
@@ -172,8 +177,10 @@ void Switch::run(std::vector<std::string> const& w) {
       need(w, 2, 64, "lag <lag> <port>...");
       Kestin::IntfId const lag = intfOf(w[1]);
       if (!Kestin::PortChannelIntfId::isPortChannelIntfId(lag)) refuse("'" + w[1] + "' is no LAG");
-      for (std::size_t i = 2; i < w.size(); ++i) memberIs(lag, intfOf(w[i]), true);
-      for (std::size_t i = 2; i < w.size(); ++i) wcsd_->portToLagIs(intfOf(w[i]), lag);
+      for (std::size_t i = 2; i < w.size(); ++i)
+         memberIs(lag, intfOf(w[i]), true);
+      for (std::size_t i = 2; i < w.size(); ++i)
+         wcsd_->portToLagIs(intfOf(w[i]), lag);
    } else if (cmd == "join") {
       need(w, 3, 3, "join <port> <lag>");
       Kestin::IntfId const port = intfOf(w[1]), lag = intfOf(w[2]);
@@ -276,7 +283,8 @@ Picture Switch::picture() const {
       p["retrying  " + encapText(it.key())] = "waiting";
    }
    for (auto it = sm_->portDownMap().begin(); it; it.advance()) {
-      if (it.currNodeNonStale()->value) p["port      " + it.key().stringValue().stdString()] = "down";
+      if (it.currNodeNonStale()->value)
+         p["port      " + it.key().stringValue().stdString()] = "down";
    }
    return p;
 }
@@ -305,7 +313,8 @@ void printChanges(Picture const& before, Picture const& after) {
 std::vector<std::string> wordsOf(std::string const& line) {
    std::istringstream is(line.substr(0, line.find('#')));
    std::vector<std::string> w;
-   for (std::string s; is >> s;) w.push_back(s);
+   for (std::string s; is >> s;)
+      w.push_back(s);
    return w;
 }
 
@@ -355,7 +364,8 @@ int main(int argc, char** argv) {
       Lintel::defaultLintelHandle = lintel.get();
    }
    std::vector<std::string> lines;
-   for (std::string line; std::getline(in, line);) lines.push_back(line);
+   for (std::string line; std::getline(in, line);)
+      lines.push_back(line);
    bool withRemote = false;
    for (auto const& line : lines) {
       std::vector<std::string> const w = wordsOf(line);
@@ -375,7 +385,8 @@ int main(int argc, char** argv) {
          }
          if (w[0] == "show") {
             std::cout << "  state:\n";
-            for (auto const& [k, v] : before) std::cout << "    " << k << "  " << v << "\n";
+            for (auto const& [k, v] : before)
+               std::cout << "    " << k << "  " << v << "\n";
             continue;
          }
          std::cout << "> " << line.substr(0, line.find('#')) << "\n";

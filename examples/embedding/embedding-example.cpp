@@ -29,7 +29,7 @@ int main() {
    Ulva::IntfEncap const encap(Kestin::IntfId("Ethernet3/1"),
                                Ulva::VlanTagEncap(Ulva::vlanTag(100), Ulva::VlanTag()));
    hardware->hwStatusIs(encap, Ulva::hwStatusSuccess);  // what the hardware will answer
-   wanted->serviceIntfIs(encap, svc);                    // the agent wants the encap
+   wanted->serviceIntfIs(encap, svc);                   // the agent wants the encap
 
    std::cout << encap << " " << encapHwStatus->hwStatus(encap) << ", " << svc << " "
              << svcHwStatus->hwStatus(svc) << "\n";

@@ -24,8 +24,7 @@ void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst 
    unsigned value = 0;
    for (int i = 0; ok && i < 4; ++i) {
       ok = ++p != end && ((*p >= '0' && *p <= '9') || (*p >= 'a' && *p <= 'f'));
-      if (ok)
-         value = value * 16 + static_cast<unsigned>(*p <= '9' ? *p - '0' : *p - 'a' + 10);
+      if (ok) value = value * 16 + static_cast<unsigned>(*p <= '9' ? *p - '0' : *p - 'a' + 10);
    }
    if (ok) {
       ++p;

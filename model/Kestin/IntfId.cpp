@@ -82,7 +82,9 @@ void IntfId::handleInitialized(Fen::String const& name) {
    wordIs(w);
 }
 
-std::uint32_t IntfId::hash() const { return Fen::hashSingleAttr(0, value()); }
+std::uint32_t IntfId::hash() const {
+   return Fen::hashSingleAttr(0, value());
+}
 
 Fen::String IntfId::stringValue() const {
    std::uint64_t const w = value();
@@ -115,7 +117,9 @@ Fen::String IntfId::stringValue() const {
    return Fen::String(std::string_view(buf, static_cast<std::size_t>(n)));
 }
 
-std::ostream& operator<<(std::ostream& os, IntfId id) { return os << id.stringValue(); }
+std::ostream& operator<<(std::ostream& os, IntfId id) {
+   return os << id.stringValue();
+}
 
 Fen::String valueToStrep(IntfId const& id) {
    return Fen::String("'") + id.stringValue() + "'";
@@ -153,7 +157,9 @@ bool PortChannelIntfId::isPortChannelIntfId(IntfId id) {
    return id.kind() == IntfId::kindPortChannel && SubIntfId::subIntfNumber(id) == 0;
 }
 
-bool SubIntfId::isSubIntfId(IntfId id) { return subIntfNumber(id) != 0; }
+bool SubIntfId::isSubIntfId(IntfId id) {
+   return subIntfNumber(id) != 0;
+}
 
 std::uint32_t SubIntfId::subIntfNumber(IntfId id) {
    if (id.kind() == IntfId::kindNone) return 0;

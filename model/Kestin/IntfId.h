@@ -67,7 +67,9 @@ Fen::String valueToStrep(IntfId const& id);
 void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
                      IntfId* out);
 // The word that seeded hashing mixes.
-inline std::uint64_t fenKeyWord(IntfId id) { return id.value(); }
+inline std::uint64_t fenKeyWord(IntfId id) {
+   return id.value();
+}
 
 struct EthIntfId {
    // True for an Ethernet port (not its sub-interfaces).

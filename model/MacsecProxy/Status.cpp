@@ -2,6 +2,8 @@
 
 namespace MacsecProxy {
 
-Fen::Ptr<Status> statusFactory() { return Status::StatusIs(); }
+Fen::Ptr<Status> statusFactory() {
+   return Status::StatusIs();
+}
 
 }  // namespace MacsecProxy

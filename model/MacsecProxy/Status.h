@@ -76,8 +76,8 @@ public:
       using KeyForm = Fen::HashHelper::KeyAndRhashLegacy;
       using KeyFunktor = ProxyIntfKeyFunktor;
    };
-   using ProxySubIntfStatusMap = Fen::HashMap2018<FenProxySubIntfStatus, Kestin::IntfId,
-                                                  Fen::Ptr<MacsecProxySubIntfStatus>>;
+   using ProxySubIntfStatusMap =
+       Fen::HashMap2018<FenProxySubIntfStatus, Kestin::IntfId, Fen::Ptr<MacsecProxySubIntfStatus>>;
    using ProxyIntfMap =
        Fen::HashMap2018<FenProxyIntf, Kestin::IntfId, Fen::Ptr<MacsecProxyIntfStatus>>;
 
@@ -89,8 +89,7 @@ public:
                                             proxySubIntfStatus_, MacsecProxySubIntfStatus,
                                             proxySubIntfStatusAttributeId, notifiees_)
    FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(proxyIntf, ProxyIntfMap, proxyIntf_,
-                                            MacsecProxyIntfStatus, proxyIntfAttributeId,
-                                            notifiees_)
+                                            MacsecProxyIntfStatus, proxyIntfAttributeId, notifiees_)
    // Announces a change made in place to the fields of a member.
    void proxySubIntfStatusChanged(Kestin::IntfId proxySubIntf) const {
       notifiees_.visit(proxySubIntfStatusAttributeId, &proxySubIntf);

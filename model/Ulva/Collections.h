@@ -100,8 +100,7 @@ public:
 
    // fwdInfoIs(value) takes the key from the value; fwdInfoDel gives back the
    // removed record, or the default record when nothing was there.
-   FEN_NOTIFYING_COLLECTION_ACCESSORS(fwdInfo, FwdInfoMap, fwdInfo_, fwdInfoAttributeId,
-                                      notifiees_)
+   FEN_NOTIFYING_COLLECTION_ACCESSORS(fwdInfo, FwdInfoMap, fwdInfo_, fwdInfoAttributeId, notifiees_)
 
 private:
    FwdInfoMap fwdInfo_;

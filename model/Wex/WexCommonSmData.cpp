@@ -11,6 +11,8 @@ bool WexLagPortList::operator==(WexLagPortList const& o) const {
    return true;
 }
 
-Fen::Ptr<WexCommonSmData> wexCommonSmDataFactory() { return WexCommonSmData::WexCommonSmDataIs(); }
+Fen::Ptr<WexCommonSmData> wexCommonSmDataFactory() {
+   return WexCommonSmData::WexCommonSmDataIs();
+}
 
 }  // namespace Wex

@@ -99,21 +99,29 @@ typename Map::ValueType memberFindOrCreate(Map& map, Notify const& notify,
 
 }  // namespace Fen
 
-#define FEN_COLLECTION_ACCESSORS_WITH(x, MapT, field, notify)                             \
-   ::Fen::MemberValueOf<MapT> x(MapT::KeyType const& key) const { return field.get(key); } \
-   bool x##Has(MapT::KeyType const& key) const { return field.has(key); }                \
-   template <class... A>                                                                 \
+#define FEN_COLLECTION_ACCESSORS_WITH(x, MapT, field, notify)                              \
+   ::Fen::MemberValueOf<MapT> x(MapT::KeyType const& key) const {                          \
+      return field.get(key);                                                               \
+   }                                                                                       \
+   bool x##Has(MapT::KeyType const& key) const {                                           \
+      return field.has(key);                                                               \
+   }                                                                                       \
+   template <class... A>                                                                   \
    auto x##Is(A const&... args)->decltype(void(std::declval<MapT&>().memberIs(args...))) { \
-      ::Fen::memberIsNotifying(field, notify, args...);                                  \
-   }                                                                                     \
-   auto x##Del(MapT::KeyType const& key) {                                                \
-      return ::Fen::memberDelNotifying(field, notify, key);                              \
-   }                                                                                     \
-   void x##DelAll() {                                                                    \
-      ::Fen::memberDelAll(field, notify, [this](auto const& key) { (void)x##Del(key); }); \
-   }                                                                                     \
-   std::uint32_t x##s() const { return static_cast<std::uint32_t>(field.size()); }       \
-   MapT const& x##Map() const { return field; }
+      ::Fen::memberIsNotifying(field, notify, args...);                                    \
+   }                                                                                       \
+   auto x##Del(MapT::KeyType const& key) {                                                 \
+      return ::Fen::memberDelNotifying(field, notify, key);                                \
+   }                                                                                       \
+   void x##DelAll() {                                                                      \
+      ::Fen::memberDelAll(field, notify, [this](auto const& key) { (void)x##Del(key); });  \
+   }                                                                                       \
+   std::uint32_t x##s() const {                                                            \
+      return static_cast<std::uint32_t>(field.size());                                     \
+   }                                                                                       \
+   MapT const& x##Map() const {                                                            \
+      return field;                                                                        \
+   }
 
 // A collection without notification.
 #define FEN_COLLECTION_ACCESSORS(x, MapT, field) \
@@ -125,25 +133,33 @@ typename Map::ValueType memberFindOrCreate(Map& map, Notify const& notify,
 
 // A map of owned objects (`Fen::Ptr<Class>` values holding their own key): xIs(key)
 // finds or creates `Class(key)` by the allocation sequence and returns it.
-#define FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, MapT, field, Class, notify)                 \
-   Fen::Ptr<Class> x(MapT::KeyType const& key) const { return field.get(key); }           \
-   bool x##Has(MapT::KeyType const& key) const { return field.has(key); }                \
+#define FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, MapT, field, Class, notify)                \
+   Fen::Ptr<Class> x(MapT::KeyType const& key) const {                                    \
+      return field.get(key);                                                              \
+   }                                                                                      \
+   bool x##Has(MapT::KeyType const& key) const {                                          \
+      return field.has(key);                                                              \
+   }                                                                                      \
    Fen::Ptr<Class> x##Is(MapT::KeyType const& key) {                                      \
       return ::Fen::memberFindOrCreate(field, notify, key, [](MapT::KeyType const& k) {   \
-         return ::Fen::fenObjectIs<Class>(k);                                            \
-      });                                                                                \
-   }                                                                                     \
+         return ::Fen::fenObjectIs<Class>(k);                                             \
+      });                                                                                 \
+   }                                                                                      \
    Fen::Ptr<Class> x##Del(MapT::KeyType const& key) {                                     \
-      return ::Fen::memberDelNotifying(field, notify, key);                              \
-   }                                                                                     \
-   void x##DelAll() {                                                                    \
+      return ::Fen::memberDelNotifying(field, notify, key);                               \
+   }                                                                                      \
+   void x##DelAll() {                                                                     \
       ::Fen::memberDelAll(field, notify, [this](auto const& key) { (void)x##Del(key); }); \
-   }                                                                                     \
-   std::uint32_t x##s() const { return static_cast<std::uint32_t>(field.size()); }       \
-   MapT const& x##Map() const { return field; }
+   }                                                                                      \
+   std::uint32_t x##s() const {                                                           \
+      return static_cast<std::uint32_t>(field.size());                                    \
+   }                                                                                      \
+   MapT const& x##Map() const {                                                           \
+      return field;                                                                       \
+   }
 
 #define FEN_OWNED_COLLECTION_ACCESSORS(x, MapT, field, Class) \
    FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, MapT, field, Class, ::Fen::NoNotify{})
 #define FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(x, MapT, field, Class, attributeId, notifiees) \
-   FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, MapT, field, Class,                                \
+   FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, MapT, field, Class,                                   \
                                        (::Fen::NotifyVia{notifiees, attributeId}))

@@ -23,7 +23,9 @@ AllocTrackTypeInfo* AllocTrackTypeInfo::typeInfoIs(char const* typeName) {
    return info;
 }
 
-std::vector<AllocTrackTypeInfo*> const& AllocTrackTypeInfo::all() { return registry(); }
+std::vector<AllocTrackTypeInfo*> const& AllocTrackTypeInfo::all() {
+   return registry();
+}
 
 void AllocTrackTypeInfo::_trackAllocation(AllocTrackTypeInfo** info, char const* typeName,
                                           std::size_t size, std::size_t /*alignment*/) {

@@ -14,12 +14,12 @@ namespace Fen {
 }  // namespace Fen
 
 // FEN_ASSERT(expr): the message is the expression exactly as written.
-#define FEN_ASSERT(expr)                                                                \
-   ((expr) ? static_cast<void>(0)                                                     \
+#define FEN_ASSERT(expr)          \
+   ((expr) ? static_cast<void>(0) \
            : ::Fen::assertionFailed(#expr, __FILE__, __LINE__, __PRETTY_FUNCTION__))
 
 // FEN_ASSERT_TEXT(cond, text): for a message that is not the literal C++ condition
 // (the system's message quotes an expression of its own accessor names).
-#define FEN_ASSERT_TEXT(cond, text)                                                     \
-   ((cond) ? static_cast<void>(0)                                                     \
+#define FEN_ASSERT_TEXT(cond, text) \
+   ((cond) ? static_cast<void>(0)   \
            : ::Fen::assertionFailed(text, __FILE__, __LINE__, __PRETTY_FUNCTION__))

@@ -8,7 +8,9 @@
 
 namespace Fen {
 
-void throwRangeException(String const& message) { throw RangeException(message); }
+void throwRangeException(String const& message) {
+   throw RangeException(message);
+}
 
 String format(char const* pattern, ...) {
    va_list args;

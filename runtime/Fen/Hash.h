@@ -74,7 +74,9 @@ struct KeyAndRhashSeedArg {
    template <class K>
    static std::uint32_t rhash(K const& k, std::uint32_t salt) {
       std::uint32_t const seed = hashSeed32() ^ salt;
-      if constexpr (requires { { k.hash(seed) } -> std::convertible_to<std::uint32_t>; }) {
+      if constexpr (requires {
+                       { k.hash(seed) } -> std::convertible_to<std::uint32_t>;
+                    }) {
          return k.hash(seed);
       } else {
          return hashSingleAttr(seed, keyWord(k));

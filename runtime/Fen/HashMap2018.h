@@ -80,15 +80,19 @@ template <class Key, class Value>
 struct HashMap2018NodeExternKey {
    Key key;
    Value value;
-   friend bool operator==(HashMap2018NodeExternKey const&, HashMap2018NodeExternKey const&) =
-       default;
+   friend bool operator==(HashMap2018NodeExternKey const&,
+                          HashMap2018NodeExternKey const&) = default;
 };
 
 namespace HashMap2018Detail {
 template <class Tag>
-concept HasKeyFunktor = requires { typename Tag::KeyFunktor; };
+concept HasKeyFunktor = requires {
+   typename Tag::KeyFunktor;
+};
 template <class Tag>
-concept HasKeyForm = requires { typename Tag::KeyForm; };
+concept HasKeyForm = requires {
+   typename Tag::KeyForm;
+};
 
 template <class Tag>
 struct KeyFormOf {
@@ -148,9 +152,7 @@ public:
    HashMap2018(HashMap2018 const& o) : block_(o.block_) {
       if (block_) ++block_->refs;
    }
-   HashMap2018(HashMap2018&& o) noexcept : block_(std::exchange(o.block_, nullptr)) {
-      ++o.stamp_;
-   }
+   HashMap2018(HashMap2018&& o) noexcept : block_(std::exchange(o.block_, nullptr)) { ++o.stamp_; }
    HashMap2018& operator=(HashMap2018 const& o) {
       if (this != &o) {
          HashMap2018 tmp(o);
@@ -184,12 +186,10 @@ public:
       // A member often sits at its home slot: try that first, so that its node can
       // be read while the hash is still on its way (the branch is predicted, not
       // waited for).
-      if (hs[i] == h && nodeKey(nodes[i]) == k)
-         return nodes + i;
+      if (hs[i] == h && nodeKey(nodes[i]) == k) return nodes + i;
       i = firstNotBelow(hs, i, h);
       for (; hs[i] == h; ++i) {
-         if (nodeKey(nodes[i]) == k)
-            return nodes + i;
+         if (nodeKey(nodes[i]) == k) return nodes + i;
       }
       return nullptr;
    }
@@ -229,8 +229,7 @@ public:
    bool deleteMember(Key const& k, std::uint32_t h, std::optional<Node>* out) {
       prefetchHome(h);
       Node const* const found = findNode(k, h);
-      if (!found)
-         return false;
+      if (!found) return false;
       std::size_t i = static_cast<std::size_t>(found - block_->nodes());
       if (block_->refs > 1) {
          makeUnique();
@@ -238,8 +237,7 @@ public:
       }
       std::uint32_t* const hs = block_->hashes();
       Node* const node = block_->nodes() + i;
-      if (out)
-         out->emplace(std::move(*node));
+      if (out) out->emplace(std::move(*node));
       node->~Node();
       hs[i] = 0;
       // Backward shift: members displaced from their home move one slot closer.
@@ -268,11 +266,9 @@ public:
    // negative one closes the empty slot just before `first`.
    static void shift(void* block, std::size_t first, std::size_t last,
                      std::ptrdiff_t slotsToShift) {
-      if (first >= last)
-         return;
+      if (first >= last) return;
       bool const up = slotsToShift > 0;
-      if (up)
-         FEN_ASSERT(slotsToShift == 1);
+      if (up) FEN_ASSERT(slotsToShift == 1);
       Block* const b = static_cast<Block*>(block);
       std::uint32_t* const hs = b->hashes();
       Node* const nodes = b->nodes();
@@ -305,7 +301,8 @@ public:
 
    // x(key): a copy of the member's value, or the default value on a miss.
    template <class V = Value>
-   requires(!std::is_void_v<V>) V member(Key const& k) const {
+   requires(!std::is_void_v<V>) V member(Key const& k)
+   const {
       Node const* n = (*this)[k];
       if (!n) return V();
       if constexpr (hasInternalKey) {
@@ -351,9 +348,7 @@ public:
 
    // xIs(value) where the key lies in the value.
    template <class V = Value>
-   requires(hasInternalKey) bool memberIs(V const& v) {
-      return memberIs(Key(nodeKey(v)), v);
-   }
+   requires(hasInternalKey) bool memberIs(V const& v) { return memberIs(Key(nodeKey(v)), v); }
    // The same, at the node of `k`: the stored record's key must not change.
    template <class V = Value>
    requires(hasInternalKey) bool memberIs(Key const& k, V const& v) {
@@ -365,7 +360,7 @@ public:
          auto fwkKey = [&]() -> Key const& { return fwkKeyValue; };
          using KeyFunktor = typename Tag::KeyFunktor;
          Value const& _value = v;
-         FEN_ASSERT(fwkKey() == KeyFunktor()( _value ));
+         FEN_ASSERT_TEXT(fwkKey() == KeyFunktor()(_value), "fwkKey() == KeyFunktor()( _value )");
          makeUnique();
          *const_cast<Node*>(findNode(k, h)) = v;
          return true;
@@ -479,12 +474,9 @@ private:
    // key: start fetching them while the hashes are scanned. (Lookups do not: for
    // a missing key the hashes alone answer, and the fetch would be wasted.)
    void prefetchHome(std::uint32_t h) const {
-      if (block_)
-         __builtin_prefetch(block_->nodes() + home(h), 1);
+      if (block_) __builtin_prefetch(block_->nodes() + home(h), 1);
    }
-   static std::size_t maxCount(std::uint32_t log2cap) {
-      return (std::size_t{13} << log2cap) / 16;
-   }
+   static std::size_t maxCount(std::uint32_t log2cap) { return (std::size_t{13} << log2cap) / 16; }
 
    static Block* allocate(std::uint32_t log2cap, std::size_t nslots) {
       std::size_t const nodeOffset = Block::nodeOffsetFor(nslots);
@@ -510,8 +502,7 @@ private:
          std::uint32_t const* hs = b->hashes();
          Node* nodes = b->nodes();
          for (std::size_t i = 0; i < b->nslots; ++i) {
-            if (hs[i] != 0)
-               nodes[i].~Node();
+            if (hs[i] != 0) nodes[i].~Node();
          }
       }
       AllocTrackTypeInfo::trackArrayDeallocation(HashMap2018Detail::bucketHeaderTypeInfo(), 1,
@@ -554,8 +545,7 @@ private:
       std::uint32_t const* const oldHashes = old->hashes();
       Node* const oldNodes = old->nodes();
       for (std::size_t i = 0; i < old->nslots; ++i) {
-         if (oldHashes[i] == 0)
-            continue;
+         if (oldHashes[i] == 0) continue;
          std::size_t const h = static_cast<std::size_t>(oldHashes[i]) >> shiftBits;
          last = any ? std::max(h, last + 1) : h;
          any = true;
@@ -569,8 +559,7 @@ private:
       std::size_t next = 0;
       for (std::size_t i = 0; i < old->nslots; ++i) {
          std::uint32_t const h = oldHashes[i];
-         if (h == 0)
-            continue;
+         if (h == 0) continue;
          std::size_t const pos = std::max(static_cast<std::size_t>(h) >> shiftBits, next);
          hs[pos] = h;
          if (steal) {
@@ -608,8 +597,7 @@ public:
       // At the member of `k`; when `k` is absent, at the first member after it in
       // the map's order.
       IteratorConst(HashMap2018 const& map, Key const& k) : map_(&map) {
-         if (map.block_)
-            settle(map.lowerBound(rhash(k), k));
+         if (map.block_) settle(map.lowerBound(rhash(k), k));
       }
       IteratorConst(HashMap2018 const& map, EndOfCollection) : map_(&map) {}
 
@@ -634,8 +622,7 @@ public:
          }
          Key const k = nodeKey(*node_);
          std::size_t i = map_->lowerBound(h_, k);
-         if (map_->block_->hashes()[i] == h_ && nodeKey(map_->block_->nodes()[i]) == k)
-            ++i;
+         if (map_->block_->hashes()[i] == h_ && nodeKey(map_->block_->nodes()[i]) == k) ++i;
          settle(i);
       }
 
@@ -646,8 +633,7 @@ public:
       // The live node of the current key, or null if that member is gone.
       Node const* currNodeNonStale() const {
          if (!node_) return nullptr;
-         if (map_->stamp_ == stamp_)
-            return map_->block_->nodes() + idx_;
+         if (map_->stamp_ == stamp_) return map_->block_->nodes() + idx_;
          return map_->findNode(nodeKey(*node_), h_);
       }
 
@@ -710,8 +696,7 @@ private:
          unsigned const mask = static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(belowLo))) |
                                static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(belowHi)))
                                    << 4;
-         if (mask != 0xFFu)
-            return i + static_cast<unsigned>(__builtin_ctz(~mask));
+         if (mask != 0xFFu) return i + static_cast<unsigned>(__builtin_ctz(~mask));
          i += 8;
       }
 #endif
@@ -740,9 +725,7 @@ public:
       iter_.advance();
       return *this;
    }
-   friend bool operator==(StdIterator const& a, StdIterator const& b) {
-      return a.iter_ == b.iter_;
-   }
+   friend bool operator==(StdIterator const& a, StdIterator const& b) { return a.iter_ == b.iter_; }
    StdIterator begin() const { return *this; }
    StdIterator end() const { return StdIterator(*map_, EndOfCollection{}); }
    typename Map::IteratorConst const& iterator() const { return iter_; }

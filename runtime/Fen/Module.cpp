@@ -16,6 +16,8 @@ void fenModuleIs(FenModule const* module) {
    if (std::find(m.begin(), m.end(), module) == m.end()) m.push_back(module);
 }
 
-std::vector<FenModule const*> const& fenModules() { return modules(); }
+std::vector<FenModule const*> const& fenModules() {
+   return modules();
+}
 
 }  // namespace Fen

@@ -4,7 +4,9 @@
 
 namespace Fen {
 
-void NotifieeList::add(PtrInterface::NotifieeConst* n) { entries_.push_back(n); }
+void NotifieeList::add(PtrInterface::NotifieeConst* n) {
+   entries_.push_back(n);
+}
 
 void NotifieeList::remove(PtrInterface::NotifieeConst* n) {
    auto it = std::find(entries_.begin(), entries_.end(), n);
@@ -62,7 +64,9 @@ void NotifieeList::deleteAll() {
    }
 }
 
-PtrInterface::NotifieeConst::~NotifieeConst() { isRegisteredNotifieeIs(false); }
+PtrInterface::NotifieeConst::~NotifieeConst() {
+   isRegisteredNotifieeIs(false);
+}
 
 void PtrInterface::NotifieeConst::notifierIs(PtrInterface const* notifier) {
    if (notifier == notifier_.ptr()) return;
@@ -88,6 +92,8 @@ void PtrInterface::NotifieeConst::hasNotificationActiveIs(bool active) {
    bitIs(notificationActiveBit, active);
 }
 
-void PtrInterface::NotifieeConst::onZeroReferences() { isRegisteredNotifieeIs(false); }
+void PtrInterface::NotifieeConst::onZeroReferences() {
+   isRegisteredNotifieeIs(false);
+}
 
 }  // namespace Fen

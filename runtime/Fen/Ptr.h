@@ -58,8 +58,8 @@ public:
    std::uint32_t referencesDec() const {
       std::uint32_t word;
       if (threadSafePointers_) {
-         word = std::atomic_ref<std::uint32_t>(refWord_).fetch_sub(1, std::memory_order_acq_rel) -
-                1;
+         word =
+             std::atomic_ref<std::uint32_t>(refWord_).fetch_sub(1, std::memory_order_acq_rel) - 1;
       } else {
          word = --refWord_;
       }
@@ -225,18 +225,20 @@ Ptr<T> fenObjectIs(A&&... args) {
 
 // Declares the allocation record of a counted class. Put it in the public part of
 // every class that comes from fenObjectIs.
-#define FEN_COUNTED_CLASS(QualifiedName)                                                 \
-public:                                                                                   \
-   static inline ::Fen::AllocTrackTypeInfo* fenAllocTrackTypeInfo_ = nullptr;           \
-   static constexpr char const* fenTypeName() { return QualifiedName; }                  \
-   ::Fen::AllocTrackTypeInfo* fenAllocTrackTypeInfo() const override {                  \
-      return fenAllocTrackTypeInfo_;                                                      \
+#define FEN_COUNTED_CLASS(QualifiedName)                                      \
+public:                                                                       \
+   static inline ::Fen::AllocTrackTypeInfo* fenAllocTrackTypeInfo_ = nullptr; \
+   static constexpr char const* fenTypeName() {                               \
+      return QualifiedName;                                                   \
+   }                                                                          \
+   ::Fen::AllocTrackTypeInfo* fenAllocTrackTypeInfo() const override {        \
+      return fenAllocTrackTypeInfo_;                                          \
    }
 
 // The static creator `ClassIs(args...)` of a counted class: runs the allocation
 // sequence with the constructor's arguments and returns the one reference.
-#define FEN_CREATOR(Class)                                                          \
-   template <class... A>                                                            \
-   static ::Fen::Ptr<Class> Class##Is(A&&... args) {                                \
-      return ::Fen::fenObjectIs<Class>(std::forward<A>(args)...);                   \
+#define FEN_CREATOR(Class)                                        \
+   template <class... A>                                          \
+   static ::Fen::Ptr<Class> Class##Is(A&&... args) {              \
+      return ::Fen::fenObjectIs<Class>(std::forward<A>(args)...); \
    }

@@ -68,8 +68,7 @@ void sequenceToUnsigned(String::IteratorConst& it, String::IteratorConst const& 
 }  // namespace
 
 String strepExcerpt(String::IteratorConst it, String::IteratorConst const& end, std::size_t max) {
-   if (it == end)
-      return String("the end of the text");
+   if (it == end) return String("the end of the text");
    std::string out = "\"";
    std::size_t n = 0;
    for (; it != end && n < max; ++it, ++n)
@@ -120,10 +119,8 @@ std::uint64_t sequenceToDecimal(String::IteratorConst& it, String::IteratorConst
              format("expected a number but found %s", quoteWord(it, stop, end).charPtr()));
       }
       unsigned const digit = static_cast<unsigned>(*p - '0');
-      if (v > (std::numeric_limits<std::uint64_t>::max() - digit) / 10)
-         saturated = true;
-      if (!saturated)
-         v = v * 10 + digit;
+      if (v > (std::numeric_limits<std::uint64_t>::max() - digit) / 10) saturated = true;
+      if (!saturated) v = v * 10 + digit;
    }
    if (*it == '0' && stop - it > 1) {
       throwRangeException(format("number with a leading zero: %s", String(it, stop).charPtr()));
@@ -149,8 +146,7 @@ void sequenceToValue(String::IteratorConst& it, String::IteratorConst const& end
 template <typename U>
 char const* EnumType<U>::name(U value) const {
    for (std::size_t i = 0; i < count_; ++i) {
-      if (enumerators_[i].value == value)
-         return enumerators_[i].name;
+      if (enumerators_[i].value == value) return enumerators_[i].name;
    }
    return nullptr;
 }
@@ -159,8 +155,7 @@ template <typename U>
 U EnumType<U>::instance(unsigned number) const {
    if (number <= std::numeric_limits<U>::max()) {
       U const value = static_cast<U>(number);
-      if (values_ == anyNumber || name(value) != nullptr)
-         return value;
+      if (values_ == anyNumber || name(value) != nullptr) return value;
    }
    throwRangeException(format("%u is no enumerator of %s", number, typeName_));
 }
@@ -181,8 +176,7 @@ U EnumType<U>::instance(String const& name) const {
 
 template <typename U>
 String EnumType<U>::stringValue(U value) const {
-   if (char const* n = name(value))
-      return String(n);
+   if (char const* n = name(value)) return String(n);
    return String(std::to_string(static_cast<unsigned long long>(value)));
 }
 

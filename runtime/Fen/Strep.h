@@ -103,7 +103,7 @@ void strepToValue(String const& string, T* out) {
 // `enumeratorsOnly` refuses them when parsing.
 template <typename U>
 class EnumType {
- public:
+public:
    enum Values : std::uint8_t { enumeratorsOnly, anyNumber };
    struct Enumerator {
       U value;
@@ -132,7 +132,7 @@ class EnumType {
    // Writes stringValue.
    std::ostream& operatorLessLess(std::ostream& os, U value) const;
 
- private:
+private:
    char const* typeName_;
    Enumerator const* enumerators_;
    std::size_t count_;

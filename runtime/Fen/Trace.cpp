@@ -30,8 +30,7 @@ struct Registry {
 
    FacilityEntry& entry(String const& name) {
       auto [it, inserted] = facilities.try_emplace(name);
-      if (inserted)
-         it->second.name = name;
+      if (inserted) it->second.name = name;
       return it->second;
    }
 };
@@ -46,8 +45,7 @@ Registry& registry() {
 }  // namespace
 
 String const& TraceHandle::facility() const {
-   if (String const* f = facility_.load(std::memory_order_acquire))
-      return *f;
+   if (String const* f = facility_.load(std::memory_order_acquire)) return *f;
    // An unregistered handle: its name goes through the registry once.
    Registry& r = registry();
    std::lock_guard guard(r.lock);
@@ -60,11 +58,9 @@ std::uint32_t TraceHandle::levelMask(String const& facility) {
    Registry& r = registry();
    std::lock_guard guard(r.lock);
    auto it = r.facilities.find(facility);
-   if (it == r.facilities.end())
-      return 0;
+   if (it == r.facilities.end()) return 0;
    FacilityEntry const& e = it->second;
-   if (!e.handles.empty())
-      return e.handles.front()->levelMask();
+   if (!e.handles.empty()) return e.handles.front()->levelMask();
    return e.maskSet ? e.mask : 0;
 }
 
@@ -86,23 +82,20 @@ void TraceHandle::handleIs(TraceHandle* handle) {
       e.handles.push_back(handle);
    }
    handle->facility_.store(&e.name, std::memory_order_release);
-   if (e.maskSet)
-      handle->levelMaskIs(e.mask);
+   if (e.maskSet) handle->levelMaskIs(e.mask);
 }
 
 void TraceHandle::handleDel(TraceHandle* handle) {
    Registry& r = registry();
    std::lock_guard guard(r.lock);
    auto it = r.facilities.find(String(handle->name_));
-   if (it == r.facilities.end())
-      return;
+   if (it == r.facilities.end()) return;
    auto& handles = it->second.handles;
    handles.erase(std::remove(handles.begin(), handles.end(), handle), handles.end());
 }
 
 TraceSink traceSinkIs(TraceSink sink) {
-   if (!sink)
-      sink = TraceSink(&stderrTraceSink);
+   if (!sink) sink = TraceSink(&stderrTraceSink);
    auto next = std::make_shared<TraceSink const>(std::move(sink));
    Registry& r = registry();
    std::lock_guard guard(r.lock);
@@ -154,14 +147,11 @@ namespace {
 
 // One level number, or -1 for text that is not one.
 int parseLevel(std::string_view text) {
-   if (text.empty() || text.size() > 2)
-      return -1;
+   if (text.empty() || text.size() > 2) return -1;
    int level = 0;
    auto res = std::from_chars(text.data(), text.data() + text.size(), level);
-   if (res.ec != std::errc() || res.ptr != text.data() + text.size())
-      return -1;
-   if (level < TraceFacility::levelMin || level > TraceFacility::levelMax)
-      return -1;
+   if (res.ec != std::errc() || res.ptr != text.data() + text.size()) return -1;
+   if (level < TraceFacility::levelMin || level > TraceFacility::levelMax) return -1;
    return level;
 }
 
@@ -169,8 +159,7 @@ int parseLevel(std::string_view text) {
 
 void traceMasksAdd(TraceMasks& masks, String const& optionValue) {
    std::string_view rest = optionValue.view();
-   if (rest.empty())
-      badTraceOption("empty value", rest, optionValue);
+   if (rest.empty()) badTraceOption("empty value", rest, optionValue);
    while (true) {
       std::size_t const end = rest.find(';');
       std::string_view const item = rest.substr(0, end);
@@ -179,11 +168,9 @@ void traceMasksAdd(TraceMasks& masks, String const& optionValue) {
          badTraceOption("expected <facility>/<levels> in", item, optionValue);
       }
       std::string_view const facility = item.substr(0, slash);
-      if (facility.empty())
-         badTraceOption("missing facility name in", item, optionValue);
+      if (facility.empty()) badTraceOption("missing facility name in", item, optionValue);
       std::string_view levels = item.substr(slash + 1);
-      if (levels.empty())
-         badTraceOption("missing levels in", item, optionValue);
+      if (levels.empty()) badTraceOption("missing levels in", item, optionValue);
       std::uint32_t mask = 0;
       while (true) {
          std::size_t const comma = levels.find(',');
@@ -202,13 +189,11 @@ void traceMasksAdd(TraceMasks& masks, String const& optionValue) {
          }
          for (int l = first; l <= last; ++l)
             mask |= TraceFacility::levelBit(l);
-         if (comma == std::string_view::npos)
-            break;
+         if (comma == std::string_view::npos) break;
          levels = levels.substr(comma + 1);
       }
       masks[String(facility)] |= mask;
-      if (end == std::string_view::npos)
-         break;
+      if (end == std::string_view::npos) break;
       rest = rest.substr(end + 1);
    }
 }

@@ -52,7 +52,7 @@ struct TraceFacility {
 };
 
 class TraceHandle {
- public:
+public:
    // A facility named `name` (a string that outlives the handle, normally a
    // literal). `enabled` turns every level on from the start.
    constexpr explicit TraceHandle(char const* name, bool enabled = false) noexcept
@@ -84,17 +84,17 @@ class TraceHandle {
 
    // Registers a handle for the lifetime of the object (one per unit, at load).
    class Registration {
-    public:
+   public:
       explicit Registration(TraceHandle* handle) : handle_(handle) { handleIs(handle_); }
       ~Registration() { handleDel(handle_); }
       Registration(Registration const&) = delete;
       Registration& operator=(Registration const&) = delete;
 
-    private:
+   private:
       TraceHandle* handle_;
    };
 
- private:
+private:
    std::atomic<std::uint32_t> levelMask_;
    char const* name_;
    // Set by handleIs to the registry's copy of the name; null before.
@@ -115,7 +115,7 @@ void traceLineIs(String const& facility, int level, String const& text);
 // Text of one trace line. Integers print in decimal, bool as "true"/"false",
 // anything else through its operator<<.
 class TraceStream {
- public:
+public:
    TraceStream& operator<<(char const* s) {
       text_ += s ? s : "";
       return *this;
@@ -156,10 +156,10 @@ class TraceStream {
 
    std::string const& text() const { return text_; }
 
- protected:
+protected:
    std::string text_;
 
- private:
+private:
    void integerIs(long long v);
    void integerIs(unsigned long long v);
    template <class T>
@@ -174,7 +174,7 @@ class TraceStream {
 // to the sink, whatever the mask says: callers test the level first.
 // `sourceFile` and `functionName` say where the line comes from.
 class TraceHelper : public TraceStream {
- public:
+public:
    TraceHelper(TraceHandle const& handle, TraceFacility::FacilityLevel level,
                char const* sourceFile, int line, char const* functionName)
        : handle_(handle),
@@ -190,7 +190,7 @@ class TraceHelper : public TraceStream {
    int line() const { return line_; }
    char const* functionName() const { return functionName_; }
 
- private:
+private:
    TraceHandle const& handle_;
    TraceFacility::FacilityLevel level_;
    char const* sourceFile_;

@@ -79,8 +79,7 @@ int msgDescIs(Lintel::TraceFile* file, int* msgId, char const* format, char cons
          desc << Fen::String(rest);
          break;
       }
-      if (hole > 0)
-         desc << Fen::String(rest.substr(0, hole));
+      if (hole > 0) desc << Fen::String(rest.substr(0, hole));
       desc << "%s";
       rest = rest.substr(hole + 2);
    }

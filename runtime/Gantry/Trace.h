@@ -97,8 +97,7 @@ template <class T>
 consteval char lintelStyle() {
    using U = std::remove_cvref_t<T>;
    if constexpr (std::is_enum_v<U>) {
-      if constexpr (sizeof(U) == 2)
-         return 'x';
+      if constexpr (sizeof(U) == 2) return 'x';
       return std::is_signed_v<std::underlying_type_t<U>> ? 'd' : 'u';
    } else if constexpr (isLintelNumber<U>) {
       return std::is_signed_v<U> ? 'd' : 'u';
@@ -179,8 +178,7 @@ ArgList<sizeof...(A)> argTypes(A const&...);
 consteval std::size_t placeholders(std::string_view format) {
    std::size_t n = 0;
    for (std::size_t i = 0; i + 1 < format.size(); ++i) {
-      if (format[i] == '%' && format[i + 1] == 's')
-         ++n;
+      if (format[i] == '%' && format[i + 1] == 's') ++n;
    }
    return n;
 }
@@ -192,7 +190,7 @@ consteval std::size_t placeholders(std::string_view format) {
 // integers in decimal, enums and other types through their operator<<. The
 // text lives in a buffer of the calling thread, reused by its next statement.
 class LintelConverter {
- public:
+public:
    explicit LintelConverter(char const* format);
    LintelConverter(LintelConverter const&) = delete;
    LintelConverter& operator=(LintelConverter const&) = delete;
@@ -220,7 +218,7 @@ class LintelConverter {
    // The text, with the rest of the format appended.
    std::string const& text();
 
- private:
+private:
    // Copies the format up to the next "%s" and steps over it.
    void literal();
    void integer(long long v);

@@ -33,8 +33,7 @@ Fen::String MsgDescription::rendered(std::vector<std::string> const& args) const
    std::size_t pos = 0;
    while (true) {
       std::size_t const hole = fmt.find("%s", pos);
-      if (hole == std::string::npos || next == args.size())
-         break;
+      if (hole == std::string::npos || next == args.size()) break;
       out.append(fmt, pos, hole - pos);
       out += args[next++];
       pos = hole + 2;
@@ -82,8 +81,7 @@ int MsgDesc::finish() {
       }
    }
    desc_.msgId = id;
-   if (file_)
-      file_->msgDescIs(desc_);
+   if (file_) file_->msgDescIs(desc_);
    return id;
 }
 

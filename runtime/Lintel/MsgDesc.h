@@ -45,19 +45,19 @@ struct MsgDescription {
 };
 
 class MsgFormatString {
- public:
+public:
    // Appends one argument: its type letter and its style.
    void put(char const* typeLetter, char style = '-');
    Fen::String const& types() const { return types_; }
    Fen::String const& styles() const { return styles_; }
 
- private:
+private:
    Fen::String types_;
    Fen::String styles_;
 };
 
 class MsgDesc {
- public:
+public:
    // Starts describing the statement whose number lives in `*msgId`, at `line`
    // of `sourceFile`, for `file`.
    MsgDesc(TraceFile* file, int* msgId, char const* sourceFile, int line);
@@ -74,7 +74,7 @@ class MsgDesc {
    // for one statement: they all get the same number.
    int finish();
 
- private:
+private:
    TraceFile* file_;
    int* msgId_;
    MsgDescription desc_;

@@ -10,10 +10,8 @@ void RingBuf::capacityIs(std::size_t bytes) {
    buf_.reset();
    capacity_ = 0;
    if (bytes != 0) {
-      if (bytes > capacityMax)
-         bytes = capacityMax;
-      if (bytes < capacityMin)
-         bytes = capacityMin;
+      if (bytes > capacityMax) bytes = capacityMax;
+      if (bytes < capacityMin) bytes = capacityMin;
       capacity_ = std::bit_ceil(bytes);
    }
    head_ = tail_ = 0;
@@ -50,8 +48,7 @@ std::string RingBuf::contents() const {
    for (std::uint64_t pos = tail_; pos < head_;) {
       char const* p = buf_.get() + (pos & (capacity_ - 1));
       std::uint32_t const size = load<std::uint32_t>(p);
-      if (load<std::uint32_t>(p + 4) != 0)
-         out.append(p, size);
+      if (load<std::uint32_t>(p + 4) != 0) out.append(p, size);
       pos += size;
    }
    return out;

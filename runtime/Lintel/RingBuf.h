@@ -86,7 +86,7 @@ struct RecordCursor {
 };
 
 class RingBuf {
- public:
+public:
    static constexpr std::size_t headerBytes = 16;
    static constexpr std::size_t recordAlignment = 8;
    static constexpr std::size_t capacityMin = 64;
@@ -180,7 +180,7 @@ class RingBuf {
       return v;
    }
 
- private:
+private:
    template <class T>
    RingBuf& raw(T v) {
       cursor_.raw(v);
@@ -191,8 +191,7 @@ class RingBuf {
    void roomIs(std::size_t bytes) {
       while (head_ + bytes - tail_ > capacity_) {
          char const* p = buf_.get() + (tail_ & (capacity_ - 1));
-         if (load<std::uint32_t>(p + 4) != 0)
-            ++overwritten_;
+         if (load<std::uint32_t>(p + 4) != 0) ++overwritten_;
          tail_ += load<std::uint32_t>(p);
       }
    }

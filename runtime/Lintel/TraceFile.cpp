@@ -28,8 +28,7 @@ bool decodedArgs(MsgDescription const& desc, std::string_view payload,
    args.clear();
    std::size_t pos = 0;
    auto need = [&](std::size_t n) {
-      if (payload.size() - pos >= n)
-         return true;
+      if (payload.size() - pos >= n) return true;
       error = "arguments run past the end of the record";
       return false;
    };
@@ -50,19 +49,16 @@ bool decodedArgs(MsgDescription const& desc, std::string_view payload,
       char const* p = payload.data() + pos;
       switch (type) {
          case 'p': {
-            if (!need(2))
-               return false;
+            if (!need(2)) return false;
             std::size_t const n = RingBuf::load<std::uint16_t>(p);
             pos += 2;
-            if (!need(n))
-               return false;
+            if (!need(n)) return false;
             args.emplace_back(payload.data() + pos, n);
             pos += n;
             break;
          }
          case 'b': {
-            if (!need(1))
-               return false;
+            if (!need(1)) return false;
             std::uint8_t const b = RingBuf::load<std::uint8_t>(p);
             if (b > 1) {
                error = "a bool argument is neither 0 nor 1";
@@ -73,24 +69,21 @@ bool decodedArgs(MsgDescription const& desc, std::string_view payload,
             break;
          }
          case 's': {
-            if (!need(2))
-               return false;
+            if (!need(2)) return false;
             std::uint16_t const v = RingBuf::load<std::uint16_t>(p);
             args.push_back(number(v, static_cast<std::int16_t>(v), style, 4));
             pos += 2;
             break;
          }
          case 'i': {
-            if (!need(4))
-               return false;
+            if (!need(4)) return false;
             std::uint32_t const v = RingBuf::load<std::uint32_t>(p);
             args.push_back(number(v, static_cast<std::int32_t>(v), style, 4));
             pos += 4;
             break;
          }
          case 'l': {
-            if (!need(8))
-               return false;
+            if (!need(8)) return false;
             std::uint64_t const v = RingBuf::load<std::uint64_t>(p);
             args.push_back(number(v, static_cast<std::int64_t>(v), style, 4));
             pos += 8;
@@ -119,7 +112,7 @@ void writeString(std::ostream& out, std::string_view s) {
 }
 
 class Reader {
- public:
+public:
    explicit Reader(std::istream& in) : in_(in) {}
    void bytes(char* p, std::size_t n, char const* what) {
       in_.read(p, static_cast<std::streamsize>(n));
@@ -135,14 +128,13 @@ class Reader {
    }
    std::string string(char const* what, std::uint32_t limit = stringBytesLimit) {
       std::uint32_t const n = raw<std::uint32_t>(what);
-      if (n > limit)
-         badFile(Fen::format("%s is %u bytes long", what, static_cast<unsigned>(n)));
+      if (n > limit) badFile(Fen::format("%s is %u bytes long", what, static_cast<unsigned>(n)));
       std::string s(n, '\0');
       bytes(s.data(), n, what);
       return s;
    }
 
- private:
+private:
    std::istream& in_;
 };
 
@@ -161,8 +153,7 @@ TraceFile::TraceFile(RingSizes const& sizes, Fen::String const& name) : name_(na
 }
 
 MsgDescription const* TraceFile::msgDesc(int msgId) const {
-   if (!msgKnown(msgId))
-      return nullptr;
+   if (!msgKnown(msgId)) return nullptr;
    auto it = std::lower_bound(descs_.begin(), descs_.end(), msgId,
                               [](MsgDescription const& d, int id) { return d.msgId < id; });
    return &*it;
@@ -178,8 +169,7 @@ void TraceFile::msgDescIs(MsgDescription const& desc) {
       descs_.insert(it, desc);
    }
    std::size_t const id = static_cast<std::size_t>(desc.msgId);
-   if (known_.size() <= id)
-      known_.resize(std::max(id + 1, known_.size() * 2), 0);
+   if (known_.size() <= id) known_.resize(std::max(id + 1, known_.size() * 2), 0);
    known_[id] = 1;
 }
 
@@ -242,8 +232,7 @@ std::unique_ptr<TraceFile> TraceFile::load(std::istream& in) {
    Reader rd(in);
    char head[sizeof magic];
    rd.bytes(head, sizeof head, "the magic number");
-   if (!std::equal(head, head + sizeof head, magic))
-      badFile("it does not start with LINTEL");
+   if (!std::equal(head, head + sizeof head, magic)) badFile("it does not start with LINTEL");
    if (rd.raw<std::uint32_t>("the byte order") != byteOrderWord) {
       badFile("it was written on a machine of another byte order");
    }
@@ -251,8 +240,7 @@ std::unique_ptr<TraceFile> TraceFile::load(std::istream& in) {
    file->name_ = Fen::String(rd.string("the file name"));
    file->nextSeq_ = rd.raw<std::uint64_t>("the sequence number");
    std::uint32_t const descs = rd.raw<std::uint32_t>("the number of messages");
-   if (descs > countLimit)
-      badFile(Fen::format("it claims %u messages", descs));
+   if (descs > countLimit) badFile(Fen::format("it claims %u messages", descs));
    for (std::uint32_t i = 0; i < descs; ++i) {
       MsgDescription d;
       std::uint32_t const id = rd.raw<std::uint32_t>("a message number");
@@ -268,8 +256,7 @@ std::unique_ptr<TraceFile> TraceFile::load(std::istream& in) {
       d.types = Fen::String(rd.string("the types of a message"));
       d.styles = Fen::String(rd.string("the styles of a message"));
       std::uint32_t const pieces = rd.raw<std::uint32_t>("the number of pieces");
-      if (pieces > countLimit)
-         badFile(Fen::format("message %u claims %u pieces", id, pieces));
+      if (pieces > countLimit) badFile(Fen::format("message %u claims %u pieces", id, pieces));
       for (std::uint32_t p = 0; p < pieces; ++p) {
          d.pieces.emplace_back(rd.string("a piece of a message"));
       }
@@ -280,8 +267,7 @@ std::unique_ptr<TraceFile> TraceFile::load(std::istream& in) {
       file->msgDescIs(d);
    }
    std::uint32_t const levels = rd.raw<std::uint32_t>("the number of levels");
-   if (levels != levelCount)
-      badFile(Fen::format("it has %u levels, not %d", levels, levelCount));
+   if (levels != levelCount) badFile(Fen::format("it has %u levels, not %d", levels, levelCount));
    std::vector<std::string> args;
    std::string error;
    for (int level = 0; level < levelCount; ++level) {
@@ -331,11 +317,9 @@ std::size_t renderTraceFiles(std::istream& in, std::ostream& out) {
    std::vector<std::unique_ptr<TraceFile>> files;
    while (in.peek() != std::char_traits<char>::eof())
       files.push_back(TraceFile::load(in));
-   if (files.empty())
-      badFile("the stream is empty");
+   if (files.empty()) badFile("the stream is empty");
    for (auto const& f : files) {
-      if (files.size() > 1 || !f->name().empty())
-         out << "== " << f->name() << " ==\n";
+      if (files.size() > 1 || !f->name().empty()) out << "== " << f->name() << " ==\n";
       f->render(out);
    }
    return files.size();

@@ -52,7 +52,7 @@ struct RingSizes {
 };
 
 class TraceFile {
- public:
+public:
    // One record of any level, rendered.
    struct RenderedRecord {
       int level;
@@ -109,7 +109,7 @@ class TraceFile {
    // refer to a described message and hold exactly its arguments.
    static std::unique_ptr<TraceFile> load(std::istream& in);
 
- private:
+private:
    Fen::String name_;
    std::uint64_t nextSeq_ = 1;
    std::array<RingBuf, levelCount> rings_;
@@ -129,14 +129,12 @@ inline bool RingBuf::startMsg(TraceFile* file, int msgId, std::size_t payloadByt
    std::size_t const size =
        (headerBytes + payloadBytes + recordAlignment - 1) & ~(recordAlignment - 1);
    if (size > capacity_) [[unlikely]] {
-      if (capacity_ != 0)
-         ++dropped_;
+      if (capacity_ != 0) ++dropped_;
       return false;
    }
    if (!buf_) [[unlikely]]
       allocate();
-   if ((head_ & (capacity_ - 1)) + size > capacity_)
-      fillerIs();
+   if ((head_ & (capacity_ - 1)) + size > capacity_) fillerIs();
    roomIs(size);
    char* p = buf_.get() + (head_ & (capacity_ - 1));
    std::uint32_t const header[2] = {static_cast<std::uint32_t>(size),

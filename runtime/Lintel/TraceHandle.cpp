@@ -27,8 +27,7 @@ thread_local std::vector<ThreadFile> threadFiles;
 
 TraceHandle::TraceHandle(Mode mode, RingSizes const& sizes)
     : mode_(mode), id_(nextHandleId.fetch_add(1, std::memory_order_relaxed)), sizes_(sizes) {
-   if (mode_ == singleFile)
-      file_ = std::make_unique<TraceFile>(sizes_);
+   if (mode_ == singleFile) file_ = std::make_unique<TraceFile>(sizes_);
 }
 
 TraceHandle::~TraceHandle() {
@@ -38,8 +37,7 @@ TraceHandle::~TraceHandle() {
 }
 
 TraceFile* TraceHandle::mtTraceFile() {
-   if (threadFile.handleId == id_)
-      return threadFile.file;
+   if (threadFile.handleId == id_) return threadFile.file;
    // Not cached: the thread's first call, or it traced through another handle
    // since.
    for (ThreadFile const& f : threadFiles) {
@@ -68,8 +66,7 @@ void TraceHandle::traceFileIs(std::unique_ptr<TraceFile> file) {
 std::vector<TraceFile*> TraceHandle::traceFiles() const {
    std::vector<TraceFile*> out;
    if (mode_ == singleFile) {
-      if (file_)
-         out.push_back(file_.get());
+      if (file_) out.push_back(file_.get());
       return out;
    }
    std::lock_guard guard(lock_);

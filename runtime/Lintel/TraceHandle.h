@@ -28,7 +28,7 @@
 namespace Lintel {
 
 class TraceHandle {
- public:
+public:
    enum Mode : std::uint32_t {
       singleFile = 0,
       filePerThread = 1,
@@ -57,7 +57,7 @@ class TraceHandle {
    // Saves every file, one after the other.
    void save(std::ostream& out) const;
 
- private:
+private:
    // First word: how the current file is found.
    Mode mode_;
    std::uint64_t id_;

@@ -27,7 +27,7 @@ using Ulva::hwStatusNotReady;
 using Ulva::hwStatusSuccess;
 
 class SimulatedPlatform : public SmFixture {
- protected:
+protected:
    // Captures the lines of the machine and of the simulated platform.
    static TraceCapture bothFacilities() {
       return TraceCapture({"WexIntfEncapSm", "WexTestIntfEncapSm"});
@@ -39,8 +39,7 @@ class SimulatedPlatform : public SmFixture {
    static std::vector<std::string> level8(TraceCapture const& trace, std::string const& prefix) {
       std::vector<std::string> out;
       for (auto const& l : trace.linesAt(8)) {
-         if (l.rfind(prefix, 0) == 0)
-            out.push_back(l);
+         if (l.rfind(prefix, 0) == 0) out.push_back(l);
       }
       auto const anyLevel =
           std::count_if(trace.lines().begin(), trace.lines().end(),
@@ -312,8 +311,7 @@ struct RoadView {
    // Counters as they follow from the members.
    void countMembers() {
       svcDecoderCounts = {0, 0, 0};
-      if (!svcDecoder)
-         return;
+      if (!svcDecoder) return;
       for (auto const& [k, s] : *svcDecoder)
          ++svcDecoderCounts.at(s);
    }
@@ -373,7 +371,7 @@ struct RoadView {
 class ChangeProbe : public Fen::PtrInterface::NotifieeConst {
    FEN_COUNTED_CLASS("WexVlanMappingTest::ChangeProbe")
 
- public:
+public:
    static Fen::Ptr<ChangeProbe> ChangeProbeIs(Fen::PtrInterface const* notifier,
                                               std::function<void()> onChange) {
       Fen::Ptr<ChangeProbe> p = Fen::fenObjectIs<ChangeProbe>();
@@ -385,12 +383,12 @@ class ChangeProbe : public Fen::PtrInterface::NotifieeConst {
    void onAttribute(Fen::AttributeId, void const*) override { onChange_(); }
    void fenDoZombieReactors(bool) override {}
 
- private:
+private:
    std::function<void()> onChange_;
 };
 
 class SimulatedPlatformRoad : public SimulatedPlatform {
- protected:
+protected:
    RoadView view() const {
       RoadView v;
       for (Ulva::IntfEncapServiceIntfColl::ServiceIntfMap::IteratorConst it(

@@ -360,8 +360,7 @@ TEST(WexEncapHwStatusDecoder, ManyMembersStayInStepWithTheCounters) {
    for (int round = 0; round < 3; ++round) {
       for (std::size_t i = 0; i < members.size(); ++i) {
          int const s = static_cast<int>((i * 7 + static_cast<std::size_t>(round) * 5) % 3);
-         if (status[i] >= 0)
-            --counterOf(status[i]);
+         if (status[i] >= 0) --counterOf(status[i]);
          ++counterOf(s);
          status[i] = s;
          d->updateMember(members[i], statuses[s]);

@@ -34,7 +34,7 @@ WexIntfEncapSm::FenDynamicIntfEncap* dynamicReactor(WexIntfEncapSm& m) {
 }
 
 class WexIntfEncapSmDerivation : public EncapSmTest {
- protected:
+protected:
    // Ethernet1 100 wanted for Vlan100, which forwards with fwdData 7; programmed.
    void startWithOneEncap() {
       fwdInfoIs("Vlan100", 7);
@@ -343,8 +343,7 @@ TEST_F(WexIntfEncapSmDerivation, FwdInfoRecordStaysOutOfTheRingBuffer) {
 
    std::vector<std::string> ring8;
    for (auto const& r : lintel.traceFile()->renderedRecords()) {
-      if (r.level == 8)
-         ring8.push_back(r.text.stdString());
+      if (r.level == 8) ring8.push_back(r.text.stdString());
    }
    EXPECT_THAT(ring8, ElementsAre(HasSubstr("handleServiceIntfFwdInfo: Vlan100 isDel:")));
 }
@@ -352,7 +351,7 @@ TEST_F(WexIntfEncapSmDerivation, FwdInfoRecordStaysOutOfTheRingBuffer) {
 // ---- dynamic encaps ------------------------------------------------------------------
 
 class WexIntfEncapSmDynamic : public WexIntfEncapSmDerivation {
- protected:
+protected:
    // The config that the dynamic entry `info` derives, forwarding with `fwdData`.
    static WexIntfEncapHwConfig dynamicConfig(WexVlanMapping::WexDynamicIntfEncapInfo const& info,
                                              char const* svcIntf, std::uint16_t fwdData) {

@@ -46,7 +46,7 @@ WexIntfEncapSm::FenDynamicIntfEncap* dynamicReactor(WexIntfEncapSm& m) {
 // ---- reactors -----------------------------------------------------------------------
 
 class WexIntfEncapSmReactor : public EncapSmTest {
- protected:
+protected:
    // A running machine with all five reactors, Ethernet7 in Port-Channel7.
    void startWithAllReactors() {
       lagIs("Port-Channel7", {"Ethernet7"});
@@ -88,8 +88,7 @@ TEST_F(WexIntfEncapSmReactor, ReactorIgnoresAnyOtherAttributeNumber) {
    LevelTraceCapture trace;
 
    for (Fen::AttributeId other : {0u, 130u, 258u, 259u, 270u, 272u, 273u}) {
-      if (other != 271)
-         wcsdReactor(sm())->onAttribute(other, &port);
+      if (other != 271) wcsdReactor(sm())->onAttribute(other, &port);
    }
    for (Fen::AttributeId other : {0u, 130u, 257u, 259u, 271u}) {
       fwdInfoReactor(sm())->onAttribute(other, &svc);
@@ -284,17 +283,15 @@ TEST_F(WexIntfEncapSmFrame, InternalCollectionsAreFoundOrMadeAndGivenBack) {
 class LoggingPlatform : public Fen::StateMachine<LoggingPlatform, WexIntfEncapSm> {
    FEN_COUNTED_CLASS("WexVlanMappingTest::LoggingPlatform")
 
- public:
+public:
    using StateMachine::StateMachine;
    ~LoggingPlatform() override { fenTeardownReactors(); }
    Ulva::IntfEncapHwStatus platformAddHwConfig(WexIntfEncapHwConfig const& c) override {
-      if (log)
-         log->push_back("add " + c.intfEncap().intfId().stringValue().stdString());
+      if (log) log->push_back("add " + c.intfEncap().intfId().stringValue().stdString());
       return Ulva::hwStatusSuccess;
    }
    void platformDeleteHwConfig(WexIntfEncapHwConfig const& c) override {
-      if (log)
-         log->push_back("delete " + c.intfEncap().intfId().stringValue().stdString());
+      if (log) log->push_back("delete " + c.intfEncap().intfId().stringValue().stdString());
    }
    auto fenReactors() { return std::tie(); }
 
@@ -523,7 +520,7 @@ TEST_F(WexIntfEncapSmSweep, SecondSweepRebuildsWithoutDeleteHooks) {
 // ---- assertions of the sweep ------------------------------------------------------
 
 class WexIntfEncapSmSweepDeathTest : public EncapSmTest {
- protected:
+protected:
    // Fills everything the sweep would clear and watches the notifying ones, so
    // that a dying sweep shows "changed ..." if it cleared anything first.
    void fillAndWatch() {

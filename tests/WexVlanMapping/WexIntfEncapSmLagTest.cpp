@@ -25,7 +25,7 @@ constexpr char const* lagAssertion = "PortChannelIntfId::isPortChannelIntfId( la
 // (Port-Channel1, 200) under Vlan200, Port-Channel2 wants (Port-Channel2, 300)
 // under Vlan200. No port is in a LAG yet.
 class WexIntfEncapSmLag : public SmFixture {
- protected:
+protected:
    WexIntfEncapSmLag() {
       fwdInfoIs("Vlan100", 7);
       fwdInfoIs("Vlan200", 8);

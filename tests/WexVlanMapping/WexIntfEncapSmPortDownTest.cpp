@@ -22,7 +22,7 @@ using testing::UnorderedElementsAre;
 // with members Ethernet2 and Ethernet3 wants (Port-Channel1, 300). All under
 // Vlan100, which forwards.
 class WexIntfEncapSmPortDown : public SmFixture {
- protected:
+protected:
    WexIntfEncapSmPortDown() { fwdInfoIs("Vlan100", 7); }
 
    void wantOwnConfigs() {

@@ -25,7 +25,7 @@ using WexVlanMapping::WexPortEncapHwConfigList;
 constexpr std::uint32_t level7 = Fen::TraceFacility::levelBit(7);
 
 class WexIntfEncapSmLagConfig : public EncapSmTest {
- protected:
+protected:
    bool listHas(char const* intf, Ulva::IntfEncap const& e) const {
       auto const list = machine().portToHwConfigList(id(intf));
       return list && list->hwConfigHas(e);
@@ -206,7 +206,7 @@ TEST_F(WexIntfEncapSmLagConfig, DeletingTheLastConfigOfAPortRemovesItsList) {
 // ---- the per-port add and delete ------------------------------------------------
 
 class WexIntfEncapSmPortConfig : public EncapSmTest {
- protected:
+protected:
    Ulva::IntfEncap const e = encap("Ethernet1", 100);
    WexIntfEncapHwConfig const config = plainConfig(e, "Vlan100", 7);
 };
@@ -290,7 +290,7 @@ TEST_F(WexIntfEncapSmPortConfig, FreshConfigReplacesOneWithARaisedRetryCount) {
 class PeekingPlatform : public Fen::StateMachine<PeekingPlatform, WexIntfEncapSm> {
    FEN_COUNTED_CLASS("WexVlanMappingTest::PeekingPlatform")
 
- public:
+public:
    using StateMachine::StateMachine;
    ~PeekingPlatform() override { fenTeardownReactors(); }
    Ulva::IntfEncapHwStatus platformAddHwConfig(WexIntfEncapHwConfig const& c) override {
@@ -487,7 +487,7 @@ TEST_F(WexIntfEncapSmPortConfigListDeathTest, OverwriteUnderAnotherKeyEndsThePro
 // ---- the base class's hooks ----------------------------------------------------------
 
 class WexIntfEncapSmBaseHooksDeathTest : public EncapSmTest {
- protected:
+protected:
    Fen::Ptr<WexIntfEncapSm> makeBase() {
       return WexIntfEncapSm::WexIntfEncapSmIs(wcsd, fwd, svcStatus, wanted, published, nullptr);
    }

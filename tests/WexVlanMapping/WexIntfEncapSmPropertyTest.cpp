@@ -131,7 +131,7 @@ std::set<typename Map::KeyType> keysOf(Map const& map) {
 // The machine on the simulated platform with all its collections, and what the
 // checks must remember between steps.
 class System {
- public:
+public:
    explicit System(bool withRemote)
        : wcsd(Wex::wexCommonSmDataFactory()),
          fwd(Ulva::serviceIntfFwdInfoCollFactory()),
@@ -160,8 +160,7 @@ class System {
          list.portDel(port);
       }
       if (list.ports() == 0) {
-         if (wcsd->lagToPortHas(l))
-            wcsd->lagToPortDel(l);
+         if (wcsd->lagToPortHas(l)) wcsd->lagToPortDel(l);
       } else {
          wcsd->lagToPortIs(l, list);
       }
@@ -233,12 +232,10 @@ void System::check(StepEnd const& end) {
       bool const gone = configKeys.count(it->first) || !statusKeys.count(it->first);
       it = gone ? reportOnly.erase(it) : std::next(it);
    }
-   if (end.retry)
-      memberSinceRetry.clear();
+   if (end.retry) memberSinceRetry.clear();
    for (auto const& port : keysOf(wcsd->portToLagMap()))
       memberSinceRetry.insert(port);
-   if (end.rolledUp)
-      remoteSkipped.erase(publishedUnder(*end.rolledUp));
+   if (end.rolledUp) remoteSkipped.erase(publishedUnder(*end.rolledUp));
 
    // 1. Every decoder's counters agree with its members.
    auto checkDecoders = [&](auto const& map, char const* which) {
@@ -263,12 +260,10 @@ void System::check(StepEnd const& end) {
    // 2. A status exactly where a config is, apart from what a report wrote
    // for an encap without config.
    for (auto const& k : configKeys) {
-      if (!statusKeys.count(k))
-         violation(k, "config without status");
+      if (!statusKeys.count(k)) violation(k, "config without status");
    }
    for (auto const& k : statusKeys) {
-      if (configKeys.count(k))
-         continue;
+      if (configKeys.count(k)) continue;
       auto const r = reportOnly.find(k);
       if (r == reportOnly.end()) {
          violation(k, "status without config, not written by a report");
@@ -312,8 +307,7 @@ void System::check(StepEnd const& end) {
       if (exact && in != qualifies(k)) {
          violation(k, in ? "waits for a retry without qualifying" : "qualifies but does not wait");
       }
-      if (end.retry && in && !qualifies(k))
-         violation(k, "still waits after a retry pass");
+      if (end.retry && in && !qualifies(k)) violation(k, "still waits after a retry pass");
    }
 
    // 4. Every programmed config is one that is wanted: the plain or LAG config
@@ -323,31 +317,25 @@ void System::check(StepEnd const& end) {
    for (auto const& k : configKeys) {
       WexIntfEncapHwConfig const c = configs.config(k);
       WexIntfEncapHwConfig const c0 = withoutRetries(c);
-      if (!(c.intfEncap() == k))
-         violation(k, "config stored under another key");
-      if (c.retryCnt() > retryPasses)
-         violation(k, "retryCnt above the number of retry passes");
+      if (!(c.intfEncap() == k)) violation(k, "config stored under another key");
+      if (c.retryCnt() > retryPasses) violation(k, "retryCnt above the number of retry passes");
       if (c.isLagMember()) {
          WexIntfEncapHwConfig const lagConfig =
              m.getHwConfig(Ulva::IntfEncap(c.lagId(), k.encap()));
          bool const current =
              !(lagConfig == WexIntfEncapHwConfig()) && c0 == memberOf(lagConfig, k.intfId());
-         if (!current)
-            violation(k, "member config of no wanted LAG config");
+         if (!current) violation(k, "member config of no wanted LAG config");
       } else {
          WexIntfEncapHwConfig const w = m.getHwConfig(k);
-         if (w == WexIntfEncapHwConfig() || !(c0 == w))
-            violation(k, "config that is not wanted");
-         if (!c.isLag() && inPortToLag(k.intfId()))
-            violation(k, "own config of a LAG member");
+         if (w == WexIntfEncapHwConfig() || !(c0 == w)) violation(k, "config that is not wanted");
+         if (!c.isLag() && inPortToLag(k.intfId())) violation(k, "own config of a LAG member");
       }
    }
    // ...and every wanted config of an interface in no LAG is programmed, unless
    // the port is down: a port down takes its configs out of hardware and keeps
    // them in its list for the port up.
    for (auto const& port : keysOf(m.portToHwConfigListMap())) {
-      if (inPortToLag(port) || down.count(port))
-         continue;
+      if (inPortToLag(port) || down.count(port)) continue;
       auto const list = m.portToHwConfigList(port);
       for (auto const& k : keysOf(list->hwConfigMap())) {
          if (!configKeys.count(k) || !(withoutRetries(configs.config(k)) == list->hwConfig(k))) {
@@ -359,18 +347,15 @@ void System::check(StepEnd const& end) {
    // 5. The simulated hardware holds exactly the programmed keys.
    std::set<Ulva::IntfEncap> const programmed = keysOf(sm->testHwConfigKeyMap());
    for (auto const& k : programmed) {
-      if (!configKeys.count(k))
-         violation(k, "in testHwConfigKey without config");
+      if (!configKeys.count(k)) violation(k, "in testHwConfigKey without config");
    }
    for (auto const& k : configKeys) {
-      if (!programmed.count(k))
-         violation(k, "config not in testHwConfigKey");
+      if (!programmed.count(k)) violation(k, "config not in testHwConfigKey");
    }
 
    // 6. A port that is down has no config.
    for (auto const& k : configKeys) {
-      if (down.count(k.intfId()))
-         violation(k, "config of a port that is down");
+      if (down.count(k.intfId())) violation(k, "config of a port that is down");
    }
 
    // 7. A port in a LAG (per portToLag; every membership step ends in the
@@ -378,8 +363,7 @@ void System::check(StepEnd const& end) {
    // its LAG's wanted configs, re-keyed to the port with the LAG as lagId
    // (retryCnt aside), and none of its own.
    for (auto const& port : keysOf(wcsd->portToLagMap())) {
-      if (down.count(port))
-         continue;
+      if (down.count(port)) continue;
       Kestin::IntfId const l = wcsd->portToLag(port);
       std::map<Ulva::IntfEncap, WexIntfEncapHwConfig> expected;
       if (auto const list = m.portToHwConfigList(l)) {
@@ -389,8 +373,7 @@ void System::check(StepEnd const& end) {
          }
       }
       for (auto const& k : configKeys) {
-         if (k.intfId() != port)
-            continue;
+         if (k.intfId() != port) continue;
          auto const e = expected.find(k);
          if (e == expected.end()) {
             violation(k, "config of a LAG member that no config of its LAG asks for");
@@ -399,8 +382,7 @@ void System::check(StepEnd const& end) {
          }
       }
       for (auto const& [k, c] : expected) {
-         if (!configKeys.count(k))
-            violation(k, "member config of its LAG's config missing");
+         if (!configKeys.count(k)) violation(k, "member config of its LAG's config missing");
       }
    }
 
@@ -417,8 +399,7 @@ void System::check(StepEnd const& end) {
          it = published->hwStatusHas(*it) ? std::next(it) : remoteSkipped.erase(it);
       }
       for (auto const& k : keysOf(published->hwStatusMap())) {
-         if (remoteSkipped.count(k))
-            continue;
+         if (remoteSkipped.count(k)) continue;
          Ulva::IntfEncapHwStatus const p = published->hwStatus(k);
          Ulva::IntfEncapHwStatus const r = remote->hwStatus(k);
          if (p > r) {
@@ -429,8 +410,7 @@ void System::check(StepEnd const& end) {
       }
    }
 
-   if (bad.empty())
-      return;
+   if (bad.empty()) return;
    std::ostringstream os;
    os << "after step " << step << ":\n";
    for (auto const& b : bad)
@@ -608,8 +588,7 @@ struct RemoteSet : Step {
       bool const changes = !s.remote->hwStatusHas(e) || s.remote->hwStatus(e) != status;
       bool const skipped = s.inPortToLag(e.intfId());
       s.remote->hwStatusIs(e, status);
-      if (changes && skipped)
-         s.remoteSkipped.insert(e);
+      if (changes && skipped) s.remoteSkipped.insert(e);
       s.check({changes && !skipped ? std::optional(e) : std::nullopt});
    }
    void show(std::ostream& os) const override { os << "remote " << shortText(e) << " " << status; }
@@ -622,8 +601,7 @@ struct RemoteDel : Step {
       bool const changes = s.remote->hwStatusHas(e);
       bool const skipped = s.inPortToLag(e.intfId());
       s.remote->hwStatusDel(e);
-      if (changes && skipped)
-         s.remoteSkipped.insert(e);
+      if (changes && skipped) s.remoteSkipped.insert(e);
       s.check({changes && !skipped ? std::optional(e) : std::nullopt});
    }
    void show(std::ostream& os) const override { os << "remote forgets " << shortText(e); }
@@ -679,8 +657,7 @@ struct PlatformReport : Step {
    Ulva::IntfEncapHwStatus status = *genStatus();
    void run(Model const&, System& s) const override {
       s.sm->platformEncapHwStatusIs(e, status);
-      if (!s.sm->hwConfigColl()->configHas(e))
-         s.reportOnly[e] = status;
+      if (!s.sm->hwConfigColl()->configHas(e)) s.reportOnly[e] = status;
       s.check({e});
    }
    void show(std::ostream& os) const override {
@@ -700,8 +677,7 @@ TEST(WexIntfEncapSmProperty, InvariantsHoldAfterEveryStep) {
    metadata.description = "InvariantsHoldAfterEveryStep";
    rc::detail::TestParams params = rc::detail::configuration().testParams;
    // RC_PARAMS (seed, max_success, ...) takes over when given.
-   if (std::getenv("RC_PARAMS") == nullptr)
-      params.maxSuccess = runs;
+   if (std::getenv("RC_PARAMS") == nullptr) params.maxSuccess = runs;
 
    auto const result = rc::detail::checkProperty(
        rc::detail::toProperty([] {

@@ -20,7 +20,7 @@ using testing::IsEmpty;
 // Port-Channel1 with members Ethernet2 and Ethernet3 wants (Port-Channel1, 300)
 // under Vlan100 too.
 class WexIntfEncapSmRemote : public SmFixture {
- protected:
+protected:
    WexIntfEncapSmRemote() {
       fwdInfoIs("Vlan100", 7);
       wantIs(e1, "Vlan100");

@@ -275,7 +275,7 @@ struct Excuses {
 // ---- one run: a machine that hears the sequence, then a fresh one ---------------------------
 
 class RestartRun {
- public:
+public:
    RestartRun()
        : wcsd_(Wex::wexCommonSmDataFactory()),
          fwd_(Ulva::serviceIntfFwdInfoCollFactory()),
@@ -314,8 +314,7 @@ class RestartRun {
           windowLagConfigs();
       // The members of a service decoder, for a forwarding change that walks them.
       std::vector<Ulva::IntfEncap> svcMembers;
-      if (s.kind == fwdIs || s.kind == fwdDel)
-         svcMembers = svcDecoderMembers(*first_, svcAt(s.a));
+      if (s.kind == fwdIs || s.kind == fwdDel) svcMembers = svcDecoderMembers(*first_, svcAt(s.a));
       trace_.clear();
 
       run(s);
@@ -328,8 +327,7 @@ class RestartRun {
             auto const before = windowBefore.find(lagEncap);
             std::optional<WexIntfEncapHwConfig> const old =
                 before == windowBefore.end() ? std::nullopt : before->second;
-            if (old == config)
-               continue;
+            if (old == config) continue;
             excuses_.windowMemberKey.insert(Ulva::IntfEncap(pending_->port, lagEncap.encap()));
             for (int l = 0; l < lagCount; ++l) {
                excuses_.windowLagEncap.insert(Ulva::IntfEncap(lagAt(l), lagEncap.encap()));
@@ -347,8 +345,7 @@ class RestartRun {
       fresh_ = intfEncapSmFactory(wcsd_, fwd_, freshSvcStatus_, wanted_, freshPublished_, remote_,
                                   attached_, hw_);
       for (int p = 0; p < portCount; ++p) {
-         if (first_->portDown(portAt(p)))
-            fresh_->platformPortDownIs(portAt(p), true);
+         if (first_->portDown(portAt(p))) fresh_->platformPortDownIs(portAt(p), true);
       }
       std::vector<std::string> out;
       compareConfigs(out);
@@ -379,7 +376,7 @@ class RestartRun {
       return os.str();
    }
 
- private:
+private:
    struct Pending {
       Kestin::IntfId port;
       Kestin::IntfId lag;  // default: a leave
@@ -397,8 +394,7 @@ class RestartRun {
             wanted_->serviceIntfIs(e, svcAt(s.b));
             break;
          case wantDel:
-            if (wanted_->serviceIntfHas(e))
-               noteStaticChange(e);
+            if (wanted_->serviceIntfHas(e)) noteStaticChange(e);
             wanted_->serviceIntfDel(e);
             break;
          case fwdIs: {
@@ -411,8 +407,7 @@ class RestartRun {
             fwd_->fwdInfoDel(svcAt(s.a));
             break;
          case dynIs: {
-            if (!attached_)
-               break;
+            if (!attached_) break;
             WexDynamicIntfEncapInfo info(e);
             info.egressEncapIs(tagsOf(egressSets[s.b % 3]));
             info.sourceIs(s.c % 2 ? WexVlanMapping::macsecProxy : WexVlanMapping::staticEncap);
@@ -421,8 +416,7 @@ class RestartRun {
             break;
          }
          case dynDel:
-            if (attached_)
-               attached_->entryDel(e);
+            if (attached_) attached_->entryDel(e);
             break;
          case dynReplace: {
             auto const coll = WexVlanMapping::wexDynamicIntfEncapCollFactory();
@@ -448,8 +442,7 @@ class RestartRun {
                   break;
                }
             }
-            if (back)
-               attach(back);
+            if (back) attach(back);
             break;
          }
          case lagJoin:
@@ -517,31 +510,25 @@ class RestartRun {
 
    void join(Kestin::IntfId port, Kestin::IntfId lag, bool later) {
       flushPending();
-      if (wcsd_->portToLagHas(port) && wcsd_->portToLag(port) == lag)
-         return;
+      if (wcsd_->portToLagHas(port) && wcsd_->portToLag(port) == lag) return;
       Kestin::IntfId const oldLag = wcsd_->portToLag(port);
-      if (wcsd_->portToLagHas(port))
-         lagPortListDel(*wcsd_, oldLag, port);
+      if (wcsd_->portToLagHas(port)) lagPortListDel(*wcsd_, oldLag, port);
       lagPortListIs(*wcsd_, lag, port);
       pending_ = Pending{port, lag, oldLag};
-      if (!later)
-         flushPending();
+      if (!later) flushPending();
    }
 
    void leave(Kestin::IntfId port, bool later) {
       flushPending();
-      if (!wcsd_->portToLagHas(port))
-         return;
+      if (!wcsd_->portToLagHas(port)) return;
       Kestin::IntfId const oldLag = wcsd_->portToLag(port);
       lagPortListDel(*wcsd_, oldLag, port);
       pending_ = Pending{port, Kestin::IntfId(), oldLag};
-      if (!later)
-         flushPending();
+      if (!later) flushPending();
    }
 
    void flushPending() {
-      if (!pending_)
-         return;
+      if (!pending_) return;
       Pending const p = *pending_;
       pending_.reset();
       trace_.clear();
@@ -564,11 +551,9 @@ class RestartRun {
    // The configs of the LAGs whose member lists a waiting change has touched.
    std::map<Ulva::IntfEncap, std::optional<WexIntfEncapHwConfig>> windowLagConfigs() const {
       std::map<Ulva::IntfEncap, std::optional<WexIntfEncapHwConfig>> out;
-      if (!pending_)
-         return out;
+      if (!pending_) return out;
       for (Kestin::IntfId lag : {pending_->lag, pending_->oldLag}) {
-         if (lag == Kestin::IntfId())
-            continue;
+         if (lag == Kestin::IntfId()) continue;
          auto const list = first_->portToHwConfigList(lag);
          for (int t = 0; t < tagCount; ++t) {
             Ulva::IntfEncap const e(lag, tagsOf(tagSets[t]));
@@ -605,8 +590,7 @@ class RestartRun {
                                                          Kestin::IntfId svc) {
       std::vector<Ulva::IntfEncap> out;
       auto const decoder = m.svcHwStatusDecoder(WexVlanMapping::serviceEncap(svc));
-      if (!decoder)
-         return out;
+      if (!decoder) return out;
       for (auto it = decoder->hwStatusMap().begin(); it; it.advance())
          out.push_back(it.key());
       return out;
@@ -618,13 +602,11 @@ class RestartRun {
    // of the machine that made them.
    static std::optional<WexIntfEncapHwConfig> configAt(WexIntfEncapSm const& m,
                                                        Ulva::IntfEncap const& k) {
-      if (!m.hwConfigColl()->configHas(k))
-         return std::nullopt;
+      if (!m.hwConfigColl()->configHas(k)) return std::nullopt;
       return withRetryCnt(m.hwConfigColl()->config(k), 0);
    }
    static std::string show(std::optional<WexIntfEncapHwConfig> const& c) {
-      if (!c)
-         return "none";
+      if (!c) return "none";
       std::ostringstream os;
       os << *c;
       return os.str();
@@ -641,14 +623,11 @@ class RestartRun {
    // member port that has a config brings it back. A fresh machine adds the member
    // configs first and takes them out at the port-down, so its answer may differ.
    bool lagWithoutMemberConfig(Ulva::IntfEncap const& e) const {
-      if (!Kestin::PortChannelIntfId::isPortChannelIntfId(e.intfId()))
-         return false;
+      if (!Kestin::PortChannelIntfId::isPortChannelIntfId(e.intfId())) return false;
       Wex::WexLagPortList const ports = wcsd_->lagToPort(e.intfId());
-      if (ports.ports() == 0)
-         return false;
+      if (ports.ports() == 0) return false;
       for (auto it = ports.portMap().begin(); it; it.advance()) {
-         if (first_->hwConfigColl()->configHas(Ulva::IntfEncap(it.key(), e.encap())))
-            return false;
+         if (first_->hwConfigColl()->configHas(Ulva::IntfEncap(it.key(), e.encap()))) return false;
       }
       return true;
    }
@@ -675,8 +654,7 @@ class RestartRun {
       for (auto const& k : keys) {
          auto const a = configAt(*first_, k);
          auto const b = configAt(*fresh_, k);
-         if (a == b)
-            continue;
+         if (a == b) continue;
          // A member config follows its LAG's config.
          auto const parentOf = [](std::optional<WexIntfEncapHwConfig> const& c) {
             return c ? c->parentIntfEncap() : Ulva::IntfEncap();
@@ -700,8 +678,7 @@ class RestartRun {
       for (auto const& k : keys) {
          std::string const a = show(*published_, k);
          std::string const b = show(*freshPublished_, k);
-         if (a == b || statusExcused(k))
-            continue;
+         if (a == b || statusExcused(k)) continue;
          out.push_back("intfEncapHwStatus " + text(k) + ": " + a + " / fresh " + b);
       }
    }
@@ -714,8 +691,7 @@ class RestartRun {
          };
          std::string const a = show(*svcStatus_);
          std::string const b = show(*freshSvcStatus_);
-         if (a == b)
-            continue;
+         if (a == b) continue;
          // A service's status is the aggregate of its members: a member whose own
          // status may differ carries the difference up.
          bool excused = false;
@@ -725,8 +701,7 @@ class RestartRun {
                    excused || statusExcused(e) || excuses_.staticChangedUnderDynamic.contains(e);
             }
          }
-         if (excused)
-            continue;
+         if (excused) continue;
          out.push_back("serviceIntfHwStatus " + text(svc) + ": " + a + " / fresh " + b);
       }
    }
@@ -768,8 +743,7 @@ TEST(WexIntfEncapSmRestart, FreshMachineAgreesWithTheOneThatHeardEveryChange) {
              for (Step const& s : steps)
                 run.apply(s);
              std::vector<std::string> const diffs = run.differences();
-             if (!diffs.empty())
-                RC_FAIL(run.report(diffs));
+             if (!diffs.empty()) RC_FAIL(run.report(diffs));
           },
           metadata, params);
       std::ostringstream os;

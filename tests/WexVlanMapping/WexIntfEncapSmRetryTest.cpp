@@ -24,7 +24,7 @@ char const reportIntfKindMessage[] =
     "PortChannelIntfId::isPortChannelIntfId( intfEncap.intfId() )";
 
 class WexIntfEncapSmRetry : public SmFixture {
- protected:
+protected:
    // Wants e1 under Vlan100 and has the platform report it not ready.
    void waitingE1() {
       fwdInfoIs("Vlan100", 7);

@@ -22,7 +22,7 @@ using Ulva::hwStatusNotReady;
 using Ulva::hwStatusSuccess;
 
 class WexIntfEncapSmRollup : public SmFixture {
- protected:
+protected:
    // The lines of updateEncapHwStatus among those captured: all at level 7.
    static std::vector<std::string> encapLines(TraceCapture const& trace) {
       return level7(trace, "WexIntfEncapSm::updateEncapHwStatus: ");
@@ -34,8 +34,7 @@ class WexIntfEncapSmRollup : public SmFixture {
    static std::vector<std::string> level7(TraceCapture const& trace, std::string const& prefix) {
       std::vector<std::string> out;
       for (auto const& l : trace.linesAt(7)) {
-         if (l.rfind(prefix, 0) == 0)
-            out.push_back(l);
+         if (l.rfind(prefix, 0) == 0) out.push_back(l);
       }
       auto const anyLevel =
           std::count_if(trace.lines().begin(), trace.lines().end(),

@@ -498,8 +498,7 @@ TEST(WexDynamicIntfEncapColl, ListenerMayWriteTheSameCollectionInsideTheNotifica
    std::vector<Ulva::IntfEncap> seen;
    auto l = Listener::ListenerIs(coll.ptr(), [&](Fen::AttributeId, void const* keyPtr) {
       seen.push_back(keyAt(keyPtr));
-      if (keyAt(keyPtr) == first)
-         coll->entryIs(dynamicInfo(second));
+      if (keyAt(keyPtr) == first) coll->entryIs(dynamicInfo(second));
    });
    coll->entryIs(dynamicInfo(first));
    EXPECT_EQ(seen, (std::vector<Ulva::IntfEncap>{first, second}));

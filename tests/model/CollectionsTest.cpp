@@ -813,8 +813,7 @@ TEST(ModelCollections, ListenerWritingTheSameCollectionSeesItsOwnWriteNested) {
       auto const port = keyAt<Kestin::IntfId>(keyPtr);
       seen.push_back(port);
       // A LAG member's LAG is noted against the LAG too, once.
-      if (port == eth1)
-         wcsd->portToLagIs(eth2, wcsd->portToLag(eth1));
+      if (port == eth1) wcsd->portToLagIs(eth2, wcsd->portToLag(eth1));
    });
    wcsd->portToLagIs(eth1, lag1);
    EXPECT_EQ(seen, (std::vector<Kestin::IntfId>{eth1, eth2}));

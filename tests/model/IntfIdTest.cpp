@@ -233,8 +233,7 @@ TEST(IntfIdOrder, KindComesBeforeTheNumbers) {
    };
    for (auto const& a : kinds) {
       for (auto const& b : kinds) {
-         if (&a == &b)
-            continue;
+         if (&a == &b) continue;
          bool const lowFirst = id(a[0]) < id(b[1]);
          EXPECT_EQ(id(a[1]) < id(b[0]), lowFirst) << a[0] << " " << b[0];
          EXPECT_EQ(id(a[0]) < id(b[0]), lowFirst) << a[0] << " " << b[0];

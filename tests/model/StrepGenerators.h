@@ -43,10 +43,8 @@ inline rc::Gen<std::string> intfName() {
       auto ethernet = [] {
          std::string name = "Ethernet" + num(1, 65535);
          int const depth = *rc::gen::inRange(0, 3);
-         if (depth >= 1)
-            name += "/" + num(1, 4095);
-         if (depth >= 2)
-            name += "/" + num(1, 4095);
+         if (depth >= 1) name += "/" + num(1, 4095);
+         if (depth >= 2) name += "/" + num(1, 4095);
          return name;
       };
       switch (*rc::gen::inRange(0, 5)) {

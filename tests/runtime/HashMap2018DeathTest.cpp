@@ -34,14 +34,14 @@ Ulva::IntfEncap encapOf(int vid) {
 
 // A record that holds its own key.
 class EncapCost {
- public:
+public:
    EncapCost() = default;
    EncapCost(Ulva::IntfEncap const& intfEncap, int cost) : intfEncap_(intfEncap), cost_(cost) {}
    Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
    int cost() const { return cost_; }
    bool operator==(EncapCost const&) const = default;
 
- private:
+private:
    Ulva::IntfEncap intfEncap_;
    int cost_ = 0;
 };
@@ -58,11 +58,11 @@ using CostMap = Fen::HashMap2018<FenCost, Ulva::IntfEncap, EncapCost>;
 class EncapObj : public Fen::PtrInterface {
    FEN_COUNTED_CLASS("HashMap2018DeathTest::EncapObj")
 
- public:
+public:
    explicit EncapObj(Ulva::IntfEncap const& intfEncap) : intfEncap_(intfEncap) {}
    Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
 
- private:
+private:
    Ulva::IntfEncap const intfEncap_;
 };
 struct EncapObjKey {
@@ -77,10 +77,10 @@ static_assert(!ObjMap::trivialNodes, "a map of counted objects has its own node 
 
 // A plain owner of a record map, as generated classes hold one.
 class CostTable {
- public:
+public:
    FEN_COLLECTION_ACCESSORS(cost, CostMap, cost_)
 
- private:
+private:
    CostMap cost_;
 };
 

@@ -73,13 +73,13 @@ struct ClusteredKeyForm {
 class WeightedEncap : public Fen::PtrInterface {
    FEN_COUNTED_CLASS("HashMap2018RandomizedTest::WeightedEncap")
 
- public:
+public:
    WeightedEncap(Ulva::IntfEncap const& intfEncap, int weight)
        : intfEncap_(intfEncap), weight_(weight) {}
    Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
    int weight() const { return weight_; }
 
- private:
+private:
    Ulva::IntfEncap const intfEncap_;
    int const weight_;
 };
@@ -208,8 +208,7 @@ struct Model {
 
    std::optional<int> find(Key const& k) const {
       auto const pos = members.find(ord(k));
-      if (pos == members.end())
-         return std::nullopt;
+      if (pos == members.end()) return std::nullopt;
       return pos->second;
    }
    // The member a walk gives after `cursor` (from the start without one).
@@ -249,10 +248,9 @@ void expectKeyAsModel(typename Kind::Map const& map, Model<Kind> const& model,
    }
 }
 
-#define RETURN_IF_FATAL()                   \
-   do {                                     \
-      if (testing::Test::HasFatalFailure()) \
-         return;                            \
+#define RETURN_IF_FATAL()                           \
+   do {                                             \
+      if (testing::Test::HasFatalFailure()) return; \
    } while (false)
 
 // ---- walks that change the map under the iterator -----------------------------------
@@ -277,7 +275,7 @@ char const* shapeName(Shape s) {
 
 template <class Kind>
 class WalkRound {
- public:
+public:
    using Map = typename Kind::Map;
    using Key = typename Kind::Key;
    using M = Model<Kind>;
@@ -299,8 +297,7 @@ class WalkRound {
             break;
       }
       universe_ = static_cast<int>(std::max<std::size_t>(64, n0 * 3));
-      if (shape_ == Shape::growing)
-         universe_ = Kind::maxSize * 2;
+      if (shape_ == Shape::growing) universe_ = Kind::maxSize * 2;
       base_ = static_cast<int>(pick(200000));
       for (std::size_t i = 0; i < n0; ++i) {
          insert(randomKey());
@@ -336,7 +333,7 @@ class WalkRound {
 
    std::size_t visited() const { return visits_.size(); }
 
- private:
+private:
    struct Snapshot {
       Map map;
       M model;
@@ -366,28 +363,24 @@ class WalkRound {
          Ord const o = M::ord(k);
          model_.members.erase(o);
          untouched_.erase(o);
-         if (ahead(o))
-            deletedAhead_.insert(o);
+         if (ahead(o)) deletedAhead_.insert(o);
       }
       expectKeyAsModel<Kind>(map_, model_, k);
    }
    void forgetAll() {
       for (auto const& [ord, v] : model_.members) {
          untouched_.erase(ord);
-         if (ahead(ord))
-            deletedAhead_.insert(ord);
+         if (ahead(ord)) deletedAhead_.insert(ord);
       }
       model_.members.clear();
    }
 
    std::optional<Key> memberAhead() {
       auto const from = model_.next(cursor_);
-      if (from == model_.members.end())
-         return std::nullopt;
+      if (from == model_.members.end()) return std::nullopt;
       typename std::map<Ord, int>::const_iterator pos =
           model_.members.lower_bound(M::ord(randomKey()));
-      if (pos == model_.members.end() || !ahead(pos->first))
-         pos = from;
+      if (pos == model_.members.end() || !ahead(pos->first)) pos = from;
       return pos->first.second;
    }
    std::optional<Key> memberBehind() {
@@ -395,8 +388,7 @@ class WalkRound {
          return std::nullopt;
       }
       auto pos = model_.members.lower_bound(M::ord(randomKey()));
-      if (pos == model_.members.end() || !(pos->first < *cursor_))
-         pos = model_.members.begin();
+      if (pos == model_.members.end() || !(pos->first < *cursor_)) pos = model_.members.begin();
       return pos->first.second;
    }
 
@@ -447,11 +439,9 @@ class WalkRound {
          if (what < 14) {
             erase(current);
          } else if (what < 30) {
-            if (auto k = memberAhead())
-               erase(*k);
+            if (auto k = memberAhead()) erase(*k);
          } else if (what < 44) {
-            if (auto k = memberBehind())
-               erase(*k);
+            if (auto k = memberBehind()) erase(*k);
          } else if (what < 66) {
             if (model_.members.size() < static_cast<std::size_t>(Kind::maxSize))
                insert(randomKey());
@@ -460,8 +450,7 @@ class WalkRound {
             RETURN_IF_FATAL();
             insert(current);  // back under the iterator: not to be seen again
          } else if (what < 80) {
-            if (model_.find(current))
-               insert(current);
+            if (model_.find(current)) insert(current);
          } else if (what < 86) {
             grow();
          } else if (what < 88) {
@@ -479,8 +468,7 @@ class WalkRound {
       std::size_t const size = model_.members.size();
       std::size_t const room =
           static_cast<std::size_t>(Kind::maxSize) - std::min(size, std::size_t(Kind::maxSize));
-      if (shape_ != Shape::growing && !chance(20))
-         return;
+      if (shape_ != Shape::growing && !chance(20)) return;
       std::size_t const burst = std::min(room, size / 2 + 8);
       for (std::size_t i = 0; i < burst; ++i) {
          insert(randomKey());
@@ -489,8 +477,7 @@ class WalkRound {
    }
 
    void empty(typename Map::IteratorConst const& outer) {
-      if (shape_ != Shape::emptied && !chance(10))
-         return;
+      if (shape_ != Shape::emptied && !chance(10)) return;
       if (chance(50)) {
          map_.memberDelAll();
          forgetAll();
@@ -518,16 +505,14 @@ class WalkRound {
    }
 
    void copy() {
-      if (snapshots_.size() >= 3 || (shape_ == Shape::growing && !chance(10)))
-         return;
+      if (snapshots_.size() >= 3 || (shape_ == Shape::growing && !chance(10))) return;
       snapshots_.push_back(std::make_unique<Snapshot>(Snapshot{map_, model_}));
       ASSERT_EQ(snapshots_.back()->map.size(), map_.size());
    }
 
    // A change of a copy: the walked map must not see it.
    void changeSnapshot() {
-      if (snapshots_.empty())
-         return;
+      if (snapshots_.empty()) return;
       Snapshot& s = *snapshots_[pick(snapshots_.size())];
       if (chance(10)) {
          snapshots_.erase(snapshots_.begin() +
@@ -576,8 +561,7 @@ void runWalks(Shape shape, int rounds, std::uint64_t firstSeed) {
          visited += round.visited();
       }
       ASSERT_EQ(liveWeightedEncaps(), liveBefore) << "objects outlive their maps";
-      if (testing::Test::HasFailure())
-         return;
+      if (testing::Test::HasFailure()) return;
    }
    EXPECT_GT(visited, static_cast<std::size_t>(rounds));
 }
@@ -586,7 +570,7 @@ void runWalks(Shape shape, int rounds, std::uint64_t firstSeed) {
 
 template <class Kind>
 class CopyRound {
- public:
+public:
    using Map = typename Kind::Map;
    using Key = typename Kind::Key;
    using M = Model<Kind>;
@@ -605,8 +589,7 @@ class CopyRound {
          RETURN_IF_FATAL();
       }
       copyConstruct(1, 0);
-      if (chance(50))
-         copyConstruct(2, 0);
+      if (chance(50)) copyConstruct(2, 0);
 
       int const steps = 200 + static_cast<int>(pick(400));
       for (int step = 0; step < steps; ++step) {
@@ -638,7 +621,7 @@ class CopyRound {
 
    int walksDone() const { return walksDone_; }
 
- private:
+private:
    struct Side {
       std::unique_ptr<Map> map;
       M model;
@@ -718,8 +701,7 @@ class CopyRound {
          RETURN_IF_FATAL();
          expectKeyEverywhere(k);
       } else if (what < 58) {
-         if (!s.cursor)
-            return;
+         if (!s.cursor) return;
          Key const k = s.cursor->second;  // the member under the walk
          erase(s, k);
          RETURN_IF_FATAL();
@@ -745,8 +727,7 @@ class CopyRound {
             ASSERT_EQ(o.map->size(), o.model.members.size());
       } else {
          // Growth: the map is laid out anew while others share the old layout.
-         if (s.model.members.size() > static_cast<std::size_t>(Kind::maxSize) / 4)
-            return;
+         if (s.model.members.size() > static_cast<std::size_t>(Kind::maxSize) / 4) return;
          std::size_t const n = 20 + pick(Kind::maxSize / 20);
          for (std::size_t i = 0; i < n; ++i) {
             write(s, Kind::key(base_ + universe_ + static_cast<int>(pick(1500))));
@@ -778,8 +759,7 @@ void runCopies(int rounds, std::uint64_t firstSeed) {
          walks += round.walksDone();
       }
       ASSERT_EQ(liveWeightedEncaps(), liveBefore) << "objects outlive their maps";
-      if (testing::Test::HasFailure())
-         return;
+      if (testing::Test::HasFailure()) return;
    }
    EXPECT_GT(walks, rounds);
 }

@@ -128,14 +128,14 @@ using LastHomeSet = Fen::HashMap2018<FenLastHome, std::uint32_t>;
 
 // A record that holds its own key.
 class EncapRecord {
- public:
+public:
    EncapRecord() = default;
    EncapRecord(Ulva::IntfEncap const& intfEncap, int cost) : intfEncap_(intfEncap), cost_(cost) {}
    Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
    int cost() const { return cost_; }
    bool operator==(EncapRecord const&) const = default;
 
- private:
+private:
    Ulva::IntfEncap intfEncap_;
    int cost_ = 0;
 };
@@ -152,13 +152,13 @@ using ConfigMap = Fen::HashMap2018<FenConfig, Ulva::IntfEncap, EncapRecord>;
 class EncapObj : public Fen::PtrInterface {
    FEN_COUNTED_CLASS("HashMap2018Test::EncapObj")
 
- public:
+public:
    explicit EncapObj(Ulva::IntfEncap const& intfEncap, int weight = 0)
        : intfEncap_(intfEncap), weight_(weight) {}
    Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
    int weight() const { return weight_; }
 
- private:
+private:
    Ulva::IntfEncap const intfEncap_;
    int const weight_;
 };
@@ -185,7 +185,7 @@ Fen::Ptr<EncapObj> encapObj(int i, int weight = 0) {
 class EncapColl : public Fen::Notifier {
    FEN_COUNTED_CLASS("HashMap2018Test::EncapColl")
 
- public:
+public:
    static constexpr Fen::AttributeId statusId = 11;
    static constexpr Fen::AttributeId retryId = 12;
    static constexpr Fen::AttributeId decoderId = 13;
@@ -195,7 +195,7 @@ class EncapColl : public Fen::Notifier {
    FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(decoder, ObjMap, decoder_, EncapObj, decoderId,
                                             notifiees_)
 
- private:
+private:
    StatusMap status_;
    RetrySet retry_;
    ObjMap decoder_;
@@ -204,7 +204,7 @@ class EncapColl : public Fen::Notifier {
 class KeyRecorder : public Fen::PtrInterface::NotifieeConst {
    FEN_COUNTED_CLASS("HashMap2018Test::KeyRecorder")
 
- public:
+public:
    struct Heard {
       Fen::AttributeId id;
       Ulva::IntfEncap key;
@@ -212,16 +212,14 @@ class KeyRecorder : public Fen::PtrInterface::NotifieeConst {
    void onAttribute(Fen::AttributeId id, void const* keyPtr) override {
       Ulva::IntfEncap const key = *static_cast<Ulva::IntfEncap const*>(keyPtr);
       heard.push_back({id, key});
-      if (react)
-         react(id, key);
+      if (react) react(id, key);
    }
    void fenDoZombieReactors(bool) override {}
 
    std::vector<Ulva::IntfEncap> keysOf(Fen::AttributeId id) const {
       std::vector<Ulva::IntfEncap> keys;
       for (auto const& h : heard) {
-         if (h.id == id)
-            keys.push_back(h.key);
+         if (h.id == id) keys.push_back(h.key);
       }
       return keys;
    }
@@ -307,8 +305,7 @@ TEST(HashMap2018KeyForm, SeededEncapMapInsertsLooksUpDeletesAndIterates) {
    std::map<Ulva::IntfEncap, int> ref;
    for (int i = 0; i < 3000; ++i) {
       Ulva::IntfEncap const k = i % 3 ? encapOf(i) : qinqOf(i % 50, i % 4000 + 1, i % 97 + 1);
-      if (ref.count(k))
-         continue;
+      if (ref.count(k)) continue;
       EXPECT_TRUE(m.memberIs(k, i + 1));
       ref[k] = i + 1;
    }
@@ -626,8 +623,7 @@ TEST(HashMap2018Iterator, WalkDeletingTheMemberUnderItSeesEveryOtherMemberOnce) 
       Ulva::IntfEncap const k = it.key();
       ++visits[k];
       int const v = it.currNodeNonStale()->value;
-      if (v % 3 != 1)
-         m.memberDel(k);
+      if (v % 3 != 1) m.memberDel(k);
    }
    ASSERT_EQ(visits.size(), 2000u);
    for (auto const& [k, n] : visits)
@@ -804,8 +800,7 @@ TEST(HashMap2018Iterator, WalkGoesOnWithMembersAddedAheadAfterDelAll) {
    std::vector<Ulva::IntfEncap> ahead;
    for (int i = 0; i < 50; ++i) {
       m.memberIs(encapOf(i), i);
-      if (orderOf<CostMap>(encapOf(i)) > cursor)
-         ahead.push_back(encapOf(i));
+      if (orderOf<CostMap>(encapOf(i)) > cursor) ahead.push_back(encapOf(i));
    }
    std::vector<Ulva::IntfEncap> seen;
    for (it.advance(); it; it.advance())
@@ -1100,8 +1095,7 @@ TEST(HashMap2018Copy, WalkOfTheOriginalGoesOnWhileTheCopyChanges) {
       seen.push_back(it.key());
       b.memberDel(it.key());
       b.memberIs(encapOf(5000 + n), n);
-      if (n == 100)
-         b.memberDelAll();
+      if (n == 100) b.memberDelAll();
    }
    EXPECT_EQ(seen, expected);
    EXPECT_EQ(a.size(), 300u);

@@ -31,7 +31,7 @@ using testing::HasSubstr;
 // Installs a Lintel handle for the test, with the unit's text levels off, and
 // drops text lines; puts everything back afterwards.
 class LintelTrace : public testing::Test {
- protected:
+protected:
    void SetUp() override {
       previousMask_ = Fen::TraceHandle::levelMask("LintelTestUnit");
       Fen::TraceHandle::levelMaskIs("LintelTestUnit", 0);
@@ -49,7 +49,7 @@ class LintelTrace : public testing::Test {
 
    std::vector<std::string> lines_;
 
- private:
+private:
    Fen::TraceSink previousSink_;
    std::uint32_t previousMask_ = 0;
    Lintel::TraceHandle* previousHandle_ = nullptr;

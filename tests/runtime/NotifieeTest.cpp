@@ -23,7 +23,7 @@ constexpr Fen::AttributeId otherId = 259;
 class TestNotifier : public Fen::PtrInterface {
    FEN_COUNTED_CLASS("NotifieeTest::TestNotifier")
 
- public:
+public:
    static Fen::Ptr<TestNotifier> TestNotifierIs() { return Fen::fenObjectIs<TestNotifier>(); }
    ~TestNotifier() override { notifiees_.deleteAll(); }
 
@@ -33,7 +33,7 @@ class TestNotifier : public Fen::PtrInterface {
    void notify(Fen::AttributeId id, void const* keyPtr) const { notifiees_.visit(id, keyPtr); }
    Fen::NotifieeList& notifiees() const { return notifiees_; }
 
- private:
+private:
    mutable Fen::NotifieeList notifiees_;
 };
 
@@ -41,7 +41,7 @@ class TestNotifier : public Fen::PtrInterface {
 class SilentObject : public Fen::PtrInterface {
    FEN_COUNTED_CLASS("NotifieeTest::SilentObject")
 
- public:
+public:
    static Fen::Ptr<SilentObject> SilentObjectIs() { return Fen::fenObjectIs<SilentObject>(); }
 };
 
@@ -54,7 +54,7 @@ struct Call {
 class TestReactor : public Fen::PtrInterface::NotifieeConst {
    FEN_COUNTED_CLASS("NotifieeTest::TestReactor")
 
- public:
+public:
    using Action = std::function<void(TestReactor&, Fen::AttributeId)>;
 
    // A reactor bound to `notifier` and registered in its list.
@@ -66,20 +66,17 @@ class TestReactor : public Fen::PtrInterface::NotifieeConst {
       return r;
    }
    ~TestReactor() override {
-      if (destroyed_)
-         ++*destroyed_;
+      if (destroyed_) ++*destroyed_;
    }
 
    void onAttribute(Fen::AttributeId id, void const* keyPtr) override {
       calls_.push_back({id, keyPtr, *static_cast<Kestin::IntfId const*>(keyPtr)});
-      if (action_)
-         action_(*this, id);
+      if (action_) action_(*this, id);
    }
    void fenDoZombieReactors(bool) override {}
    void onZeroReferences() override {
       wasRegisteredAtZero_ = isRegisteredNotifiee();
-      if (zeroReferences_)
-         ++*zeroReferences_;
+      if (zeroReferences_) ++*zeroReferences_;
       NotifieeConst::onZeroReferences();
    }
 
@@ -90,7 +87,7 @@ class TestReactor : public Fen::PtrInterface::NotifieeConst {
    std::size_t callCount() const { return calls_.size(); }
    bool wasRegisteredAtZero() const { return wasRegisteredAtZero_; }
 
- private:
+private:
    std::vector<Call> calls_;
    Action action_;
    int* destroyed_ = nullptr;
@@ -423,10 +420,8 @@ TEST(NotifieeList, NestedVisitFromAHandlerReachesEveryReactor) {
       // Each reactor hears the nested notification once and the outer one once.
       int outer = 0, nested = 0;
       for (auto const& c : r->calls()) {
-         if (c.id == hwStatusId && c.key == ethernet1)
-            ++outer;
-         if (c.id == otherId && c.key == ethernet2)
-            ++nested;
+         if (c.id == hwStatusId && c.key == ethernet1) ++outer;
+         if (c.id == otherId && c.key == ethernet2) ++nested;
       }
       EXPECT_EQ(outer, 1);
       EXPECT_EQ(nested, 1);
@@ -442,12 +437,10 @@ TEST(NotifieeList, ReactorRemovedInsideANestedVisitIsSkippedByTheOuterVisit) {
    TestNotifier const* notifier = n.ptr();
    TestReactor* targetRaw = target.ptr();
    writer->actionIs([notifier](TestReactor&, Fen::AttributeId id) {
-      if (id == hwStatusId)
-         notifier->notify(otherId, &ethernet2);
+      if (id == hwStatusId) notifier->notify(otherId, &ethernet2);
    });
    remover->actionIs([targetRaw](TestReactor&, Fen::AttributeId id) {
-      if (id == otherId)
-         targetRaw->isRegisteredNotifieeIs(false);
+      if (id == otherId) targetRaw->isRegisteredNotifieeIs(false);
    });
 
    n->notify(hwStatusId, &ethernet1);

@@ -30,7 +30,7 @@ struct Observer {
 class Widget : public Fen::PtrInterface {
    FEN_COUNTED_CLASS("PtrTest::Widget")
 
- public:
+public:
    static Fen::Ptr<Widget> WidgetIs(Observer* observer = nullptr) {
       return Fen::fenObjectIs<Widget>(observer);
    }
@@ -52,7 +52,7 @@ class Widget : public Fen::PtrInterface {
    // reference word is the way in.
    void reservedBitIs(bool on) const { bitIs(reservedBit, on); }
 
- private:
+private:
    Observer* observer_;
 };
 
@@ -60,18 +60,18 @@ class Widget : public Fen::PtrInterface {
 class BigWidget : public Fen::PtrInterface {
    FEN_COUNTED_CLASS("PtrTest::BigWidget")
 
- public:
+public:
    static Fen::Ptr<BigWidget> BigWidgetIs() { return Fen::fenObjectIs<BigWidget>(); }
    BigWidget() { payload_[0] = 1; }
 
- private:
+private:
    std::uint64_t payload_[32];
 };
 
 class ThrowingWidget : public Fen::PtrInterface {
    FEN_COUNTED_CLASS("PtrTest::ThrowingWidget")
 
- public:
+public:
    explicit ThrowingWidget(int* constructed) {
       ++*constructed;
       throw std::runtime_error("constructor refused");
@@ -82,28 +82,27 @@ class ThrowingWidget : public Fen::PtrInterface {
 class RefusingWidget : public Fen::PtrInterface {
    FEN_COUNTED_CLASS("PtrTest::RefusingWidget")
 
- public:
+public:
    explicit RefusingWidget(Observer* observer) : observer_(observer) {}
    ~RefusingWidget() override { ++observer_->destroyed; }
    void hasNotificationActiveIs(bool active) override {
-      if (active)
-         throw std::runtime_error("notification refused");
+      if (active) throw std::runtime_error("notification refused");
       PtrInterface::hasNotificationActiveIs(active);
    }
 
- private:
+private:
    Observer* observer_;
 };
 
 // Sets threadSafePointers_ for the life of the guard and restores it after.
 class ThreadSafePointers {
- public:
+public:
    explicit ThreadSafePointers(std::uint8_t value) : saved_(VFPtrInterface::threadSafePointers_) {
       VFPtrInterface::threadSafePointers_ = value;
    }
    ~ThreadSafePointers() { VFPtrInterface::threadSafePointers_ = saved_; }
 
- private:
+private:
    std::uint8_t saved_;
 };
 
@@ -283,10 +282,8 @@ TEST(PtrThreadSafePointers, CopyStormFromManyThreadsKeepsTheCountExact) {
          std::vector<Fen::Ptr<Widget>> held;
          for (int i = 0; i < rounds; ++i) {
             Fen::Ptr<Widget> copy = w;
-            if (i % 64 == 0)
-               held.push_back(copy);
-            if (held.size() > 16)
-               held.erase(held.begin());
+            if (i % 64 == 0) held.push_back(copy);
+            if (held.size() > 16) held.erase(held.begin());
          }
       });
    }

@@ -42,7 +42,7 @@ struct HandlerLog {
 class TestEncapSm : public Fen::StateMachine<TestEncapSm> {
    FEN_COUNTED_CLASS("ReactorTest::TestEncapSm")
 
- public:
+public:
    // Handlers, declared before the reactors that name them.
    void handleDynamicIntfEncap(Ulva::IntfEncap const& key) {
       WexDynamicIntfEncapColl const* input = dynamicIntfEncap();
@@ -70,11 +70,10 @@ class TestEncapSm : public Fen::StateMachine<TestEncapSm> {
                              &TestEncapSm::fen_handleDynamicIntfEncap_entry> {
       FEN_COUNTED_CLASS("ReactorTest::TestEncapSm::FenDynamicIntfEncap")
 
-    public:
+   public:
       using Reactor::Reactor;
       void onNotifierSwitched() {
-         if (!fenMarkedForDeletion() && owner)
-            owner->handleDynamicIntfEncap();
+         if (!fenMarkedForDeletion() && owner) owner->handleDynamicIntfEncap();
       }
    };
 
@@ -86,7 +85,7 @@ class TestEncapSm : public Fen::StateMachine<TestEncapSm> {
                              &TestEncapSm::fen_handleIntfEncapServiceIntf_serviceIntf> {
       FEN_COUNTED_CLASS("ReactorTest::TestEncapSm::FenIntfEncapServiceIntf")
 
-    public:
+   public:
       using Reactor::Reactor;
    };
 
@@ -96,7 +95,7 @@ class TestEncapSm : public Fen::StateMachine<TestEncapSm> {
                                        &TestEncapSm::fen_handleWcsd_portToLag> {
       FEN_COUNTED_CLASS("ReactorTest::TestEncapSm::FenWcsd")
 
-    public:
+   public:
       using Reactor::Reactor;
    };
 
@@ -134,7 +133,7 @@ class TestEncapSm : public Fen::StateMachine<TestEncapSm> {
    FenWcsd* fenWcsd() const { return wcsd_.reactor(); }
    bool initialized() const { return initialized_; }
 
- private:
+private:
    Fen::ReactorSlot<FenDynamicIntfEncap> dynamicIntfEncap_;
    Fen::ReactorSlot<FenIntfEncapServiceIntf> intfEncapServiceIntf_;
    Fen::ReactorSlot<FenWcsd> wcsd_;
@@ -147,7 +146,7 @@ class TestEncapSm : public Fen::StateMachine<TestEncapSm> {
 class TestEntrySm : public Fen::StateMachine<TestEntrySm> {
    FEN_COUNTED_CLASS("ReactorTest::TestEntrySm")
 
- public:
+public:
    void handleHwStatusEntry(Kestin::IntfId intfId) { log_->push_back(intfId); }
    void fen_handleHwStatusEntry_hardwareSuccess(Kestin::IntfId const& intfId) {
       handleHwStatusEntry(intfId);
@@ -160,7 +159,7 @@ class TestEntrySm : public Fen::StateMachine<TestEntrySm> {
                              &TestEntrySm::fen_handleHwStatusEntry_hardwareSuccess> {
       FEN_COUNTED_CLASS("ReactorTest::TestEntrySm::FenHwStatusEntry")
 
-    public:
+   public:
       using Reactor::Reactor;
       Kestin::IntfId intfId() const { return notifier() ? notifier()->intfId() : Kestin::IntfId(); }
       // A scalar attribute carries no key: the entry's own interface stands in.
@@ -196,7 +195,7 @@ class TestEntrySm : public Fen::StateMachine<TestEntrySm> {
       return node ? node->ptr() : nullptr;
    }
 
- private:
+private:
    EntryMap hwStatusEntry_;
    std::vector<Kestin::IntfId>* log_;
 };
@@ -214,7 +213,7 @@ WexDynamicIntfEncapInfo entryOf(char const* intf, std::uint32_t outerVid) {
 
 // Inputs, a log and a state machine listening to all three inputs.
 class ReactorFixture : public testing::Test {
- protected:
+protected:
    Fen::Ptr<TestEncapSm> smOn(Fen::Ptr<WexDynamicIntfEncapColl const> const& dynamic,
                               HandlerLog* handlerLog) {
       return TestEncapSm::TestEncapSmIs(dynamic, serviceIntf, wcsd, handlerLog);
@@ -811,7 +810,7 @@ TEST_F(ReactorOutlivingStateMachine, KeepsItsInputAliveUntilReleased) {
 namespace {
 
 class StateMachineReactorCollections : public testing::Test {
- protected:
+protected:
    void SetUp() override {
       hwStatus1 = dir->hardwareStatusIs(sub1);
       hwStatus2 = dir->hardwareStatusIs(sub2);

@@ -41,7 +41,7 @@ constexpr std::uint32_t bit(int level) {
 // Captures every text line, with no Lintel handle and every level of the unit
 // off at the start; puts the sink and the mask back afterwards.
 class TraceText : public testing::Test {
- protected:
+protected:
    void SetUp() override {
       previousHandle_ = Lintel::defaultLintelHandleIs(nullptr);
       previousMask_ = Fen::TraceHandle::levelMask("TraceTestUnit");
@@ -58,7 +58,7 @@ class TraceText : public testing::Test {
 
    std::vector<Line> lines_;
 
- private:
+private:
    Fen::TraceSink previousSink_;
    std::uint32_t previousMask_ = 0;
    Lintel::TraceHandle* previousHandle_ = nullptr;

@@ -37,7 +37,7 @@ inline RecordingPlatform::HookCall deleted(WexIntfEncapHwConfig const& config) {
 // Captures the text trace lines of one facility, with the level each came at,
 // while enabling exactly the levels of `mask`. Restores sink and mask at its end.
 class LevelTraceCapture {
- public:
+public:
    struct Line {
       int level;
       std::string text;
@@ -49,8 +49,7 @@ class LevelTraceCapture {
       Fen::TraceHandle::levelMaskIs(facility, mask);
       savedSink_ =
           Fen::traceSinkIs([this](Fen::String const& f, int level, Fen::String const& text) {
-             if (f.stdString() == facility_)
-                lines_.push_back({level, text.stdString()});
+             if (f.stdString() == facility_) lines_.push_back({level, text.stdString()});
           });
    }
    ~LevelTraceCapture() {
@@ -64,8 +63,7 @@ class LevelTraceCapture {
    std::vector<std::string> at(int level) const {
       std::vector<std::string> out;
       for (auto const& l : lines_) {
-         if (l.level == level)
-            out.push_back(l.text);
+         if (l.level == level) out.push_back(l.text);
       }
       return out;
    }
@@ -80,14 +78,13 @@ class LevelTraceCapture {
    std::vector<std::string> matching(std::string const& part) const {
       std::vector<std::string> out;
       for (auto const& l : lines_) {
-         if (l.text.find(part) != std::string::npos)
-            out.push_back(l.text);
+         if (l.text.find(part) != std::string::npos) out.push_back(l.text);
       }
       return out;
    }
    void clear() { lines_.clear(); }
 
- private:
+private:
    std::string facility_;
    std::uint32_t savedMask_;
    Fen::TraceSink savedSink_;
@@ -100,7 +97,7 @@ class LevelTraceCapture {
 class ChangeWatch : public Fen::PtrInterface::NotifieeConst {
    FEN_COUNTED_CLASS("WexVlanMappingTest::ChangeWatch")
 
- public:
+public:
    ChangeWatch(Fen::PtrInterface const* notifier, char const* name) : name_(name) {
       notifierIs(notifier);
       isRegisteredNotifieeIs(true);
@@ -114,7 +111,7 @@ class ChangeWatch : public Fen::PtrInterface::NotifieeConst {
 
    std::size_t changes = 0;
 
- private:
+private:
    std::string name_;
 };
 
@@ -123,7 +120,7 @@ inline Fen::Ptr<ChangeWatch> watch(Fen::PtrInterface const* notifier, char const
 }
 
 class EncapSmTest : public SmFixture {
- protected:
+protected:
    // Which inputs and outputs a machine is built without.
    struct Nulls {
       bool wcsd = false;

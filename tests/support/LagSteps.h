@@ -16,8 +16,7 @@ namespace WexVlanMappingTest {
 
 // Takes `port` out of the member list of `lag` in `wcsd` (a no-op if absent).
 inline void lagPortListDel(Wex::WexCommonSmData& wcsd, Kestin::IntfId lag, Kestin::IntfId port) {
-   if (!wcsd.lagToPortHas(lag))
-      return;
+   if (!wcsd.lagToPortHas(lag)) return;
    Wex::WexLagPortList list = wcsd.lagToPort(lag);
    list.portDel(port);
    wcsd.lagToPortIs(lag, list);
@@ -32,8 +31,7 @@ inline void lagPortListIs(Wex::WexCommonSmData& wcsd, Kestin::IntfId lag, Kestin
 
 // `port` joins `lag`, leaving the LAG it is in: member lists first, then portToLag.
 inline void joinLag(Wex::WexCommonSmData& wcsd, Kestin::IntfId port, Kestin::IntfId lag) {
-   if (wcsd.portToLagHas(port))
-      lagPortListDel(wcsd, wcsd.portToLag(port), port);
+   if (wcsd.portToLagHas(port)) lagPortListDel(wcsd, wcsd.portToLag(port), port);
    lagPortListIs(wcsd, lag, port);
    wcsd.portToLagIs(port, lag);
 }

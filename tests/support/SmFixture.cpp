@@ -32,7 +32,8 @@ TraceCapture::TraceCapture(std::initializer_list<char const*> facilities, std::u
 
 TraceCapture::~TraceCapture() {
    Fen::traceSinkIs(savedSink_);
-   for (auto const& [f, m] : savedMasks_) Fen::TraceHandle::levelMaskIs(f.c_str(), m);
+   for (auto const& [f, m] : savedMasks_)
+      Fen::TraceHandle::levelMaskIs(f.c_str(), m);
 }
 
 bool TraceCapture::contains(std::string const& line) const {
@@ -87,8 +88,7 @@ WexVlanMapping::WexIntfEncapSm& SmFixture::machine() const {
    return *simulated;
 }
 
-Ulva::IntfEncap SmFixture::encap(char const* intf, std::uint32_t outerVid,
-                                 std::uint32_t innerVid) {
+Ulva::IntfEncap SmFixture::encap(char const* intf, std::uint32_t outerVid, std::uint32_t innerVid) {
    return Ulva::IntfEncap(id(intf),
                           Ulva::VlanTagEncap(Ulva::vlanTag(outerVid), Ulva::vlanTag(innerVid)));
 }
@@ -102,9 +102,11 @@ void SmFixture::fwdInfoIs(char const* svcIntf, std::uint16_t fwdData, Ulva::Serv
 
 void SmFixture::lagIs(char const* lag, std::initializer_list<char const*> ports) {
    Wex::WexLagPortList list;
-   for (char const* p : ports) list.portIs(id(p), Wex::WexLagPort());
+   for (char const* p : ports)
+      list.portIs(id(p), Wex::WexLagPort());
    wcsd->lagToPortIs(id(lag), list);
-   for (char const* p : ports) wcsd->portToLagIs(id(p), id(lag));
+   for (char const* p : ports)
+      wcsd->portToLagIs(id(p), id(lag));
 }
 
 WexIntfEncapHwConfig SmFixture::plainConfig(Ulva::IntfEncap const& e, char const* svcIntf,
