@@ -136,60 +136,61 @@ Fen::String valueToStrep(WexIntfEncapHwConfig const& config);
 std::ostream& operator<<(std::ostream& os, WexDynamicIntfEncapInfo const& info);
 std::ostream& operator<<(std::ostream& os, WexIntfEncapHwConfig const& config);
 
-// Key functors of the maps whose key lies in the record.
-struct EntryKeyFunktor {
-   Ulva::IntfEncap const& operator()(WexDynamicIntfEncapInfo const& v) const {
-      return v.intfEncap();
-   }
+// The key of a record that carries its own encap (`intfEncap`): what keys the
+// maps of records of this system.
+template <class Record>
+struct EncapKeyFunktor {
+   Ulva::IntfEncap const& operator()(Record const& r) const { return r.intfEncap(); }
 };
-struct ConfigKeyFunktor {
-   Ulva::IntfEncap const& operator()(WexIntfEncapHwConfig const& v) const { return v.intfEncap(); }
+using EntryKeyFunktor = EncapKeyFunktor<WexDynamicIntfEncapInfo>;
+using ConfigKeyFunktor = EncapKeyFunktor<WexIntfEncapHwConfig>;
+
+// The shape of the two notifying collections of records: one map of `Record`
+// keyed by its encap, whose every real change notifies attribute 130 with the
+// key. The derived class names the attribute through the accessor macro.
+template <class Record, std::uint32_t saltValue, WexIntfEncapType typeIndex>
+class WexEncapRecordColl : public Fen::Notifier {
+public:
+   static constexpr Fen::AttributeId recordAttributeId = 130;
+   struct FenRecord {
+      static constexpr std::uint32_t salt = saltValue;
+      using KeyFunktor = EncapKeyFunktor<Record>;
+   };
+   using RecordMap = Fen::HashMap2018<FenRecord, Ulva::IntfEncap, Record>;
+
+   Fen::FwkType fwkType() const override { return {&wexIntfEncapModule, typeIndex}; }
+
+protected:
+   RecordMap records_;
 };
 
-class WexDynamicIntfEncapColl : public Fen::Notifier {
+class WexDynamicIntfEncapColl : public WexEncapRecordColl<WexDynamicIntfEncapInfo, 0x9296EEE7,
+                                                          wexIntfEncapTypeWexDynamicIntfEncapColl> {
    FEN_COUNTED_CLASS("WexVlanMapping::WexDynamicIntfEncapColl")
 
 public:
-   static constexpr Fen::AttributeId entryAttributeId = 130;
-   struct FenEntry {
-      static constexpr std::uint32_t salt = 0x9296EEE7;
-      using KeyFunktor = EntryKeyFunktor;
-   };
-   using EntryMap = Fen::HashMap2018<FenEntry, Ulva::IntfEncap, WexDynamicIntfEncapInfo>;
+   static constexpr Fen::AttributeId entryAttributeId = recordAttributeId;
+   using FenEntry = FenRecord;
+   using EntryMap = RecordMap;
 
    FEN_CREATOR(WexDynamicIntfEncapColl)
-   Fen::FwkType fwkType() const override {
-      return {&wexIntfEncapModule, wexIntfEncapTypeWexDynamicIntfEncapColl};
-   }
-
    // entry(key), entryHas, entryIs(value), entryDel(key), entryDelAll(), entrys()
-   FEN_NOTIFYING_COLLECTION_ACCESSORS(entry, EntryMap, entry_, entryAttributeId, notifiees_)
-
-private:
-   EntryMap entry_;
+   FEN_NOTIFYING_COLLECTION_ACCESSORS(entry, EntryMap, records_, entryAttributeId, notifiees_)
 };
 
-class WexIntfEncapHwConfigColl : public Fen::Notifier {
+class WexIntfEncapHwConfigColl
+    : public WexEncapRecordColl<WexIntfEncapHwConfig, 0xE964F61A,
+                                wexIntfEncapTypeWexIntfEncapHwConfigColl> {
    FEN_COUNTED_CLASS("WexVlanMapping::WexIntfEncapHwConfigColl")
 
 public:
-   static constexpr Fen::AttributeId configAttributeId = 130;
-   struct FenConfig {
-      static constexpr std::uint32_t salt = 0xE964F61A;
-      using KeyFunktor = ConfigKeyFunktor;
-   };
-   using ConfigMap = Fen::HashMap2018<FenConfig, Ulva::IntfEncap, WexIntfEncapHwConfig>;
+   static constexpr Fen::AttributeId configAttributeId = recordAttributeId;
+   using FenConfig = FenRecord;
+   using ConfigMap = RecordMap;
 
    FEN_CREATOR(WexIntfEncapHwConfigColl)
-   Fen::FwkType fwkType() const override {
-      return {&wexIntfEncapModule, wexIntfEncapTypeWexIntfEncapHwConfigColl};
-   }
-
    // config(key), configHas, configIs(value), configDel(key), configDelAll(), configs()
-   FEN_NOTIFYING_COLLECTION_ACCESSORS(config, ConfigMap, config_, configAttributeId, notifiees_)
-
-private:
-   ConfigMap config_;
+   FEN_NOTIFYING_COLLECTION_ACCESSORS(config, ConfigMap, records_, configAttributeId, notifiees_)
 };
 
 // Written before the state machines start; notifies nobody.

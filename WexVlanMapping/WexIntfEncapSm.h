@@ -48,11 +48,7 @@ class WexPortEncapHwConfigList : public Fen::PtrInterface {
    FEN_COUNTED_CLASS("WexVlanMapping::WexPortEncapHwConfigList")
 
 public:
-   struct HwConfigKeyFunktor {
-      Ulva::IntfEncap const& operator()(WexIntfEncapHwConfig const& c) const {
-         return c.intfEncap();
-      }
-   };
+   using HwConfigKeyFunktor = EncapKeyFunktor<WexIntfEncapHwConfig>;
    struct FenHwConfig {
       static constexpr std::uint32_t salt = 0xEEB06D1F;
       using KeyFunktor = HwConfigKeyFunktor;
