@@ -174,11 +174,13 @@ struct HashMap2018Impl {
    }
 };
 
-struct StdUnorderedMapImpl {
-   static constexpr char const* name = "StdUnorderedMap";
-   using Map = std::unordered_map<Key, Value, IntfEncapHash>;
-   using CountedMap = std::unordered_map<Key, Value, IntfEncapHash, std::equal_to<Key>,
-                                         CountingAllocator<std::pair<Key const, Value>>>;
+// std::unordered_map and absl::flat_hash_map share one interface.
+template <template <class, class, class, class, class> class MapTemplate>
+struct StdLikeImpl {
+   using Map = MapTemplate<Key, Value, IntfEncapHash, std::equal_to<Key>,
+                           std::allocator<std::pair<Key const, Value>>>;
+   using CountedMap = MapTemplate<Key, Value, IntfEncapHash, std::equal_to<Key>,
+                                  CountingAllocator<std::pair<Key const, Value>>>;
 
    template <class M>
    static void insert(M& m, Key const& k, Value v) {
@@ -197,27 +199,12 @@ struct StdUnorderedMapImpl {
    static std::int64_t liveBytes() { return countedBytes; }
 };
 
-struct AbslFlatHashMapImpl {
-   static constexpr char const* name = "AbslFlatHashMap";
-   using Map = absl::flat_hash_map<Key, Value, IntfEncapHash>;
-   using CountedMap = absl::flat_hash_map<Key, Value, IntfEncapHash, std::equal_to<Key>,
-                                          CountingAllocator<std::pair<Key const, Value>>>;
+struct StdUnorderedMapImpl : StdLikeImpl<std::unordered_map> {
+   static constexpr char const* name = "StdUnorderedMap";
+};
 
-   template <class M>
-   static void insert(M& m, Key const& k, Value v) {
-      m.insert_or_assign(k, v);
-   }
-   static Value const* find(Map const& m, Key const& k) {
-      auto it = m.find(k);
-      return it == m.end() ? nullptr : &it->second;
-   }
-   static void erase(Map& m, Key const& k) { m.erase(k); }
-   template <class F>
-   static void forEach(Map const& m, F&& f) {
-      for (auto const& [k, v] : m)
-         f(k, v);
-   }
-   static std::int64_t liveBytes() { return countedBytes; }
+struct AbslFlatHashMapImpl : StdLikeImpl<absl::flat_hash_map> {
+   static constexpr char const* name = "AbslFlatHashMap";
 };
 
 template <class Impl, class M>
