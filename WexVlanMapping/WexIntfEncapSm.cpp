@@ -333,9 +333,10 @@ void WexIntfEncapSm::updateEncapHwStatus(Ulva::IntfEncap const& intfEncap) {
    Ulva::IntfEncap rollupEncap = intfEncap;
    Ulva::IntfEncapHwStatus newStatus = hwStatusColl()->hwStatus(intfEncap);
    WexIntfEncapHwConfigColl const& configs = *hwConfigColl();
-   // 2: retry bookkeeping, on the encap itself.
-   if (hwStatusColl()->hwStatusHas(intfEncap) && newStatus == Ulva::hwStatusNotReady &&
-       configs.configHas(intfEncap) && !(configs.config(intfEncap) == noHwConfig)) {
+   // 2: retry bookkeeping, on the encap itself. An absent status reads as failed,
+   // so not ready means a stored report.
+   WexIntfEncapHwConfig const* const programmed = configs.configMap()[intfEncap];
+   if (newStatus == Ulva::hwStatusNotReady && programmed && !(*programmed == noHwConfig)) {
       retryNeededIs(intfEncap);
    } else {
       retryNeededDel(intfEncap);
