@@ -37,16 +37,7 @@ protected:
    }
    // The lines that begin with `prefix`, all of them at level 8.
    static std::vector<std::string> level8(TraceCapture const& trace, std::string const& prefix) {
-      std::vector<std::string> out;
-      for (auto const& l : trace.linesAt(8)) {
-         if (l.rfind(prefix, 0) == 0) out.push_back(l);
-      }
-      auto const anyLevel =
-          std::count_if(trace.lines().begin(), trace.lines().end(),
-                        [&prefix](std::string const& l) { return l.rfind(prefix, 0) == 0; });
-      EXPECT_EQ(out.size(), static_cast<std::size_t>(anyLevel))
-          << prefix << "at a level other than 8";
-      return out;
+      return trace.startingWithAt(prefix, 8);
    }
    std::set<Ulva::IntfEncap> programmedKeys() const {
       std::set<Ulva::IntfEncap> out;

@@ -32,16 +32,7 @@ protected:
       return level7(trace, "WexIntfEncapSm::updateSvcIntfHwStatus: ");
    }
    static std::vector<std::string> level7(TraceCapture const& trace, std::string const& prefix) {
-      std::vector<std::string> out;
-      for (auto const& l : trace.linesAt(7)) {
-         if (l.rfind(prefix, 0) == 0) out.push_back(l);
-      }
-      auto const anyLevel =
-          std::count_if(trace.lines().begin(), trace.lines().end(),
-                        [&prefix](std::string const& l) { return l.rfind(prefix, 0) == 0; });
-      EXPECT_EQ(out.size(), static_cast<std::size_t>(anyLevel))
-          << prefix << "at a level other than 7";
-      return out;
+      return trace.startingWithAt(prefix, 7);
    }
    // The counters of a decoder as {failed, notReady, success}.
    static std::vector<std::uint32_t> counts(WexVlanMapping::WexEncapHwStatusDecoder const& d) {

@@ -48,6 +48,19 @@ std::vector<std::string> TraceCapture::matching(std::string const& part) const {
    return out;
 }
 
+std::vector<std::string> TraceCapture::startingWithAt(std::string const& prefix, int level) const {
+   std::vector<std::string> out;
+   for (auto const& l : linesAt(level)) {
+      if (l.rfind(prefix, 0) == 0) out.push_back(l);
+   }
+   auto const anyLevel =
+       std::count_if(lines_.begin(), lines_.end(),
+                     [&prefix](std::string const& l) { return l.rfind(prefix, 0) == 0; });
+   EXPECT_EQ(out.size(), static_cast<std::size_t>(anyLevel))
+       << prefix << "at a level other than " << level;
+   return out;
+}
+
 std::vector<std::string> TraceCapture::linesAt(int level) const {
    std::vector<std::string> out;
    for (std::size_t i = 0; i < lines_.size(); ++i) {

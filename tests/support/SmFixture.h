@@ -66,6 +66,9 @@ public:
    std::vector<std::string> matching(std::string const& part) const;
    // The lines written at `level`, in order.
    std::vector<std::string> linesAt(int level) const;
+   // The lines that begin with `prefix`; a test failure when any of them stands
+   // at another level than `level`.
+   std::vector<std::string> startingWithAt(std::string const& prefix, int level) const;
    void clear() {
       lines_.clear();
       levels_.clear();
