@@ -51,15 +51,26 @@ void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst 
    *out = static_cast<WexIntfEncapSource>(value);
 }
 
+namespace {
+// The opening of both records' string form and the three fields they share, in
+// field order.
+void parseRecordHead(Fen::String::IteratorConst& begin, Fen::String::IteratorConst const& end,
+                     char const* opening, Ulva::IntfEncap& intfEncap,
+                     Ulva::VlanTagEncap& egressEncap, WexIntfEncapSource& source) {
+   Fen::needString(begin, end, opening);
+   Fen::needString(begin, end, "'intfEncap': ");
+   intfEncap = Fen::deserializeAttr<Ulva::IntfEncap>(begin, end, "intfEncap");
+   Fen::needString(begin, end, ", 'egressEncap': ");
+   egressEncap = Fen::deserializeAttr<Ulva::VlanTagEncap>(begin, end, "egressEncap");
+   Fen::needString(begin, end, ", 'source': ");
+   source = Fen::deserializeAttr<WexIntfEncapSource>(begin, end, "source");
+}
+}  // namespace
+
 WexDynamicIntfEncapInfo::WexDynamicIntfEncapInfo(Fen::String::IteratorConst& begin,
                                                  Fen::String::IteratorConst const& end) {
-   Fen::needString(begin, end, "Value('WexVlanMapping::WexDynamicIntfEncapInfo', ** {");
-   Fen::needString(begin, end, "'intfEncap': ");
-   intfEncap_ = Fen::deserializeAttr<Ulva::IntfEncap>(begin, end, "intfEncap");
-   Fen::needString(begin, end, ", 'egressEncap': ");
-   egressEncap_ = Fen::deserializeAttr<Ulva::VlanTagEncap>(begin, end, "egressEncap");
-   Fen::needString(begin, end, ", 'source': ");
-   source_ = Fen::deserializeAttr<WexIntfEncapSource>(begin, end, "source");
+   parseRecordHead(begin, end, "Value('WexVlanMapping::WexDynamicIntfEncapInfo', ** {", intfEncap_,
+                   egressEncap_, source_);
    Fen::needString(begin, end, ", 'serviceIntf': ");
    serviceIntf_ = Fen::deserializeAttr<Kestin::IntfId>(begin, end, "serviceIntf");
    Fen::needString(begin, end, "})");
@@ -67,13 +78,8 @@ WexDynamicIntfEncapInfo::WexDynamicIntfEncapInfo(Fen::String::IteratorConst& beg
 
 WexIntfEncapHwConfig::WexIntfEncapHwConfig(Fen::String::IteratorConst& begin,
                                            Fen::String::IteratorConst const& end) {
-   Fen::needString(begin, end, "Value('WexVlanMapping::WexIntfEncapHwConfig', ** {");
-   Fen::needString(begin, end, "'intfEncap': ");
-   intfEncap_ = Fen::deserializeAttr<Ulva::IntfEncap>(begin, end, "intfEncap");
-   Fen::needString(begin, end, ", 'egressEncap': ");
-   egressEncap_ = Fen::deserializeAttr<Ulva::VlanTagEncap>(begin, end, "egressEncap");
-   Fen::needString(begin, end, ", 'source': ");
-   source_ = Fen::deserializeAttr<WexIntfEncapSource>(begin, end, "source");
+   parseRecordHead(begin, end, "Value('WexVlanMapping::WexIntfEncapHwConfig', ** {", intfEncap_,
+                   egressEncap_, source_);
    Fen::needString(begin, end, ", 'fwdInfo': ");
    try {
       fwdInfo_ = Ulva::ServiceIntfFwdInfo(begin, end);
