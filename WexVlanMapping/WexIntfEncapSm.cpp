@@ -47,15 +47,6 @@ Wex::WexLagPortList lagPortsOf(Wex::WexCommonSmData const& wcsd, Kestin::IntfId 
    return wcsd.lagToPort(lag);
 }
 
-// Walks the keys of `map` with an iterator that survives changes of the map.
-template <class Map, class Fn>
-void forEachKey(Map const& map, Fn&& fn) {
-   for (typename Map::IteratorConst it(map); it; it.advance()) {
-      typename Map::KeyType const key = it.key();
-      fn(key);
-   }
-}
-
 }  // namespace
 
 Fen::FwkType WexPortEncapHwConfigList::fwkType() const {
@@ -150,14 +141,30 @@ void WexIntfEncapSm::handleInitialized() {
    serviceIntfHwStatus()->hwStatusDelAll();
    initialized_ = true;
    // Only the cache: no config exists yet for a port to move.
-   forEachKey(wcsd()->portToLagMap(),
-              [this](Kestin::IntfId port) { portToLagCachedIs(port, wcsd()->portToLag(port)); });
+   Fen::forEachKey(wcsd()->portToLagMap(), [this](Kestin::IntfId port) {
+      portToLagCachedIs(port, wcsd()->portToLag(port));
+   });
    // Dynamic encaps first: an encap in both inputs comes up in its dynamic form.
    if (dynamicIntfEncap()) handleDynamicIntfEncap();
-   forEachKey(intfEncapServiceIntf()->serviceIntfMap(),
-              [this](Ulva::IntfEncap const& key) { updateHwConfig(key); });
-   forEachKey(serviceIntfFwdInfo()->fwdInfoMap(),
-              [this](Kestin::IntfId key) { updateSvcIntfHwStatus(key); });
+   Fen::forEachKeyAhead(
+       intfEncapServiceIntf()->serviceIntfMap(),
+       [this](Ulva::IntfEncap const& key) { prefetchUpdateHwConfig(key); },
+       [this](Ulva::IntfEncap const& key) { updateHwConfig(key); });
+   Fen::forEachKey(serviceIntfFwdInfo()->fwdInfoMap(),
+                   [this](Kestin::IntfId key) { updateSvcIntfHwStatus(key); });
+}
+
+void WexIntfEncapSm::prefetchUpdateHwConfig(Ulva::IntfEncap const& intfEncap) const {
+   if (WexDynamicIntfEncapColl const* dynamic = dynamicIntfEncap())
+      dynamic->entryMap().prefetch(intfEncap);
+   intfEncapSvcIntfCached_.prefetch(intfEncap);
+   Kestin::IntfId const serviceIntf = intfEncapServiceIntf()->serviceIntf(intfEncap);
+   if (auto const* decoder = svcHwStatusDecoder_[serviceEncap(serviceIntf)])
+      (*decoder)->hwStatusMap().prefetch(intfEncap);
+   hwConfigColl()->configMap().prefetch(intfEncap);
+   hwStatusColl()->hwStatusMap().prefetch(intfEncap);
+   retryNeeded_.prefetch(intfEncap);
+   intfEncapHwStatus()->hwStatusMap().prefetch(intfEncap);
 }
 
 // ---- derivation ---------------------------------------------------------------
@@ -181,8 +188,8 @@ void WexIntfEncapSm::handleDynamicIntfEncap() {
    if (!initialized_) return;
    // Hold the collection: a handler may detach it during the sweep.
    Fen::Ptr<WexDynamicIntfEncapColl const> const coll(dynamicIntfEncap());
-   forEachKey(coll->entryMap(),
-              [this](Ulva::IntfEncap const& key) { handleDynamicIntfEncap(key); });
+   Fen::forEachKey(coll->entryMap(),
+                   [this](Ulva::IntfEncap const& key) { handleDynamicIntfEncap(key); });
 }
 
 void WexIntfEncapSm::handleServiceIntfFwdInfo(Kestin::IntfId intfId) {
@@ -198,8 +205,8 @@ void WexIntfEncapSm::handleServiceIntfFwdInfo(Kestin::IntfId intfId) {
    // The decoder doubles as the index from a service interface to its encaps.
    Fen::Ptr<WexEncapHwStatusDecoder> const decoder = svcHwStatusDecoder(serviceEncap(intfId));
    if (decoder) {
-      forEachKey(decoder->hwStatusMap(),
-                 [this](Ulva::IntfEncap const& key) { updateHwConfig(key); });
+      Fen::forEachKey(decoder->hwStatusMap(),
+                      [this](Ulva::IntfEncap const& key) { updateHwConfig(key); });
    }
    updateSvcIntfHwStatus(intfId);
 }
@@ -260,7 +267,7 @@ void WexIntfEncapSm::doAddHwConfig(WexIntfEncapHwConfig const& hwConfig) {
    if (!wcsd()->portToLagHas(intf)) doAddPortHwConfig(hwConfig);
    if (hwConfig.isLag()) {
       Wex::WexLagPortList const ports = lagPortsOf(*wcsd(), hwConfig.lagId());
-      forEachKey(ports.portMap(), [&](Kestin::IntfId port) {
+      Fen::forEachKey(ports.portMap(), [&](Kestin::IntfId port) {
          doAddPortHwConfig(
              reKeyed(hwConfig, portEncapOf(port, hwConfig.intfEncap()), hwConfig.lagId(), 0));
       });
@@ -273,8 +280,9 @@ void WexIntfEncapSm::doDeleteHwConfig(WexIntfEncapHwConfig const& hwConfig) {
    // Members before the LAG: the reverse of the add.
    if (hwConfig.isLag()) {
       Wex::WexLagPortList const ports = lagPortsOf(*wcsd(), hwConfig.lagId());
-      forEachKey(ports.portMap(),
-                 [&](Kestin::IntfId port) { doDeletePortHwConfig(portEncapOf(port, intfEncap)); });
+      Fen::forEachKey(ports.portMap(), [&](Kestin::IntfId port) {
+         doDeletePortHwConfig(portEncapOf(port, intfEncap));
+      });
       lagHwStatusDecoderDel(intfEncap);
    }
    if (!wcsd()->portToLagHas(intf)) doDeletePortHwConfig(intfEncap);
@@ -440,7 +448,7 @@ void WexIntfEncapSm::platformEncapHwStatusIs(Ulva::IntfEncap const& intfEncap,
 
 void WexIntfEncapSm::handleHwConfigRetry() {
    GANTRY_TRACE(8, "WexIntfEncapSm::handleHwConfigRetry: ");
-   forEachKey(retryNeeded_, [this](Ulva::IntfEncap const& encap) {
+   Fen::forEachKey(retryNeeded_, [this](Ulva::IntfEncap const& encap) {
       WexIntfEncapHwConfig hwConfig = hwConfigColl()->config(encap);
       if (hwStatusColl()->hwStatusHas(encap) &&
           hwStatusColl()->hwStatus(encap) == Ulva::hwStatusNotReady && !(hwConfig == noHwConfig)) {
@@ -468,7 +476,7 @@ void WexIntfEncapSm::platformPortDownIs(Kestin::IntfId port, bool portIsDown) {
    Fen::Ptr<WexPortEncapHwConfigList> const list = portToHwConfigList(owner);
    if (!list) return;
    GANTRY_TRACE(8, "WexIntfEncapSm::platformPortDownIs: numHwConfigs: %s", list->hwConfigs());
-   forEachKey(list->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
+   Fen::forEachKey(list->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
       WexIntfEncapHwConfig const hwConfig = list->hwConfig(key);
       Ulva::IntfEncap const portEncap = portEncapOf(port, hwConfig.intfEncap());
       if (portIsDown) {
@@ -484,7 +492,7 @@ void WexIntfEncapSm::platformPortDownIs(Kestin::IntfId port, bool portIsDown) {
 
 void WexIntfEncapSm::reinitAllHwConfig() {
    GANTRY_TRACE(8, "WexIntfEncapSm::reinitAllHwConfig: ");
-   forEachKey(hwConfigColl()->configMap(), [this](Ulva::IntfEncap const& key) {
+   Fen::forEachKey(hwConfigColl()->configMap(), [this](Ulva::IntfEncap const& key) {
       WexIntfEncapHwConfig const hwConfig = hwConfigColl()->config(key);
       doDeletePortHwConfig(hwConfig.intfEncap());
       doAddPortHwConfig(hwConfig);
@@ -520,7 +528,7 @@ void WexIntfEncapSm::doAddPortToLag(Kestin::IntfId port) {
    if (Fen::Ptr<WexPortEncapHwConfigList> const own = portToHwConfigList(port)) {
       GANTRY_TRACE(7, "WexIntfEncapSm::doAddPortToLag: %s, removing old eth port h/w configs",
                    port.stringValue());
-      forEachKey(own->hwConfigMap(), [this](Ulva::IntfEncap const& key) {
+      Fen::forEachKey(own->hwConfigMap(), [this](Ulva::IntfEncap const& key) {
          doDeletePortHwConfig(key);
          updateEncapHwStatus(key);
       });
@@ -529,7 +537,7 @@ void WexIntfEncapSm::doAddPortToLag(Kestin::IntfId port) {
    if (!lagList) return;
    GANTRY_TRACE(7, "WexIntfEncapSm::doAddPortToLag: %s, adding new port h/w configs from lag %s",
                 port.stringValue(), lagId.stringValue());
-   forEachKey(lagList->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
+   Fen::forEachKey(lagList->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
       WexIntfEncapHwConfig const hwConfig = lagList->hwConfig(key);
       Ulva::IntfEncap const portEncap = portEncapOf(port, hwConfig.intfEncap());
       doAddPortHwConfig(reKeyed(hwConfig, portEncap, lagId, 0));
@@ -544,7 +552,7 @@ void WexIntfEncapSm::doDeletePortFromLag(Kestin::IntfId port) {
    if (Fen::Ptr<WexPortEncapHwConfigList> const lagList = portToHwConfigList(lagId)) {
       GANTRY_TRACE(7, "WexIntfEncapSm::doDeletePortFromLag: %s, removing h/w configs from lag %s",
                    port.stringValue(), lagId.stringValue());
-      forEachKey(lagList->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
+      Fen::forEachKey(lagList->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
          Ulva::IntfEncap const portEncap = portEncapOf(port, lagList->hwConfig(key).intfEncap());
          doDeletePortHwConfig(portEncap);
          // The cache still names the LAG: the member leaves its decoder.
@@ -555,7 +563,7 @@ void WexIntfEncapSm::doDeletePortFromLag(Kestin::IntfId port) {
    if (Fen::Ptr<WexPortEncapHwConfigList> const own = portToHwConfigList(port)) {
       GANTRY_TRACE(7, "WexIntfEncapSm::doDeletePortFromLag: %s, adding old eth port h/w configs",
                    port.stringValue());
-      forEachKey(own->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
+      Fen::forEachKey(own->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
          WexIntfEncapHwConfig const hwConfig = own->hwConfig(key);
          doAddPortHwConfig(hwConfig);
          updateEncapHwStatus(hwConfig.intfEncap());

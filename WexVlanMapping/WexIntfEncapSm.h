@@ -291,6 +291,12 @@ public:
    }
 
 private:
+   // Starts fetching the members that updateHwConfig(intfEncap) reads and writes
+   // first in the large tables (the service cache and decoder, the configs and
+   // statuses, the retry set, the published status); for the sweep, a few encaps
+   // ahead. Changes nothing.
+   void prefetchUpdateHwConfig(Ulva::IntfEncap const& intfEncap) const;
+
    // Members in attribute order.
    Fen::ReactorSlot<FenWcsd> wcsd_;
    Fen::ReactorSlot<FenServiceIntfFwdInfo> serviceIntfFwdInfo_;

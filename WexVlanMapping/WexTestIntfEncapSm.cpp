@@ -49,11 +49,13 @@ void IntfEncapSm::handleInitialized() {
    // As if each entry had just been written: catches a status that differs from
    // what the hooks read.
    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const hw(testHwStatusColl());
-   for (Ulva::IntfEncapHwStatusColl::HwStatusMap::IteratorConst it(hw->hwStatusMap()); it;
-        it.advance()) {
-      Ulva::IntfEncap const key = it.key();
-      handleTestHwStatus(key);
-   }
+   Fen::forEachKeyAhead(
+       hw->hwStatusMap(),
+       [this](Ulva::IntfEncap const& key) {
+          hwConfigColl()->configMap().prefetch(key);
+          hwStatusColl()->hwStatusMap().prefetch(key);
+       },
+       [this](Ulva::IntfEncap const& key) { handleTestHwStatus(key); });
 }
 
 Ulva::IntfEncapHwStatus IntfEncapSm::platformAddHwConfig(

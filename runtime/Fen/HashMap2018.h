@@ -195,6 +195,18 @@ public:
    }
    bool has(Key const& k) const { return (*this)[k] != nullptr; }
 
+   // Starts fetching what a lookup or a change of `k` reads first, the stored
+   // hash and the node of its home slot, and returns at once. A walk that knows
+   // its next keys calls this a few keys ahead, so that the fetches of several
+   // keys overlap instead of each lookup waiting for memory in turn. Reads no
+   // member and changes nothing.
+   void prefetch(Key const& k) const {
+      if (!block_) return;
+      std::size_t const i = home(rhash(k));
+      __builtin_prefetch(block_->hashes() + i);
+      __builtin_prefetch(block_->nodes() + i);
+   }
+
    // ---- generic engine ------------------------------------------------------
 
    // Inserts `node` for a key known to be absent; returns the node in its place.
@@ -705,6 +717,45 @@ private:
       return i;
    }
 };
+
+// Walks the keys of `map`, calling `fn(key)` for each with a copy of the key,
+// over an iterator that survives any change of the map: `fn` may change it.
+template <class Map, class Fn>
+void forEachKey(Map const& map, Fn&& fn) {
+   for (typename Map::IteratorConst it(map); it; it.advance()) {
+      typename Map::KeyType const key = it.key();
+      fn(key);
+   }
+}
+
+// How far ahead forEachKeyAhead looks, and the size from which it does.
+inline constexpr std::size_t walkAhead = 8;
+inline constexpr std::size_t walkAheadMinSize = std::size_t{1} << 14;
+
+// The walk of forEachKey over a map too large for the cache: `ahead(key)` is
+// called walkAhead keys before `fn(key)`, so that it can start fetching what
+// `fn` will read (HashMap2018::prefetch on the tables that `fn` looks the key up
+// in) and the memory waits of several keys overlap instead of adding up. A map
+// of fewer than walkAheadMinSize members is walked plainly: there the lookups
+// hit the cache and the extra hashing would only cost.
+template <class Map, class Ahead, class Fn>
+void forEachKeyAhead(Map const& map, Ahead&& ahead, Fn&& fn) {
+   if (map.size() < walkAheadMinSize) {
+      forEachKey(map, std::forward<Fn>(fn));
+      return;
+   }
+   typename Map::IteratorConst next(map);
+   for (std::size_t i = 0; i < walkAhead && next; ++i, next.advance())
+      ahead(next.key());
+   for (typename Map::IteratorConst it(map); it; it.advance()) {
+      typename Map::KeyType const key = it.key();
+      if (next) {
+         ahead(next.key());
+         next.advance();
+      }
+      fn(key);
+   }
+}
 
 // The begin and end pair for range loops over an attribute:
 //   for (auto const& node : Fen::StdIterator(map)) ...
