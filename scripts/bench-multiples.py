@@ -4,7 +4,7 @@
 Reads a Google Benchmark JSON run of WexIntfEncapSmBench. For each
 <Operation>/WexIntfEncapSm/<n> it prints the nanoseconds per item (CPU time over
 items processed) and that figure divided by the nanoseconds per item of
-Insert/HashMap2018 at the nearest size measured. Then the sweep's scaling (cost
+Insert/HashMap2018 at the nearest size measured; with repetitions, medians. Then the sweep's scaling (cost
 per encap at the largest size over the smallest) and the memory per encap.
 
 usage: bench-multiples.py FILE.json
@@ -26,7 +26,11 @@ def ns_per_item(b):
 def main(path):
     with open(path, encoding="utf-8") as f:
         runs = [b for b in json.load(f).get("benchmarks", []) if not b.get("error_occurred")]
+    # With --benchmark_repetitions the median of the repetitions stands for each
+    # benchmark (the machines are shared and noisy); otherwise its one run.
     by_name = {b.get("run_name", b["name"]): b for b in runs if b.get("run_type") != "aggregate"}
+    by_name.update({b["run_name"]: b for b in runs
+                    if b.get("run_type") == "aggregate" and b.get("aggregate_name") == "median"})
     inserts = {}
     events = []
     for name, b in by_name.items():
