@@ -99,28 +99,33 @@ typename Map::ValueType memberFindOrCreate(Map& map, Notify const& notify,
 
 }  // namespace Fen
 
+// The accessors that every collection shares: x(key), xHas, xDel, xDelAll, xs
+// and xMap. Only xIs differs between a map of values and one of owned objects.
+#define FEN_COLLECTION_SHARED_ACCESSORS(x, MapT, field, notify)                           \
+   ::Fen::MemberValueOf<MapT> x(MapT::KeyType const& key) const {                         \
+      return field.get(key);                                                              \
+   }                                                                                      \
+   bool x##Has(MapT::KeyType const& key) const {                                          \
+      return field.has(key);                                                              \
+   }                                                                                      \
+   auto x##Del(MapT::KeyType const& key) {                                                \
+      return ::Fen::memberDelNotifying(field, notify, key);                               \
+   }                                                                                      \
+   void x##DelAll() {                                                                     \
+      ::Fen::memberDelAll(field, notify, [this](auto const& key) { (void)x##Del(key); }); \
+   }                                                                                      \
+   std::uint32_t x##s() const {                                                           \
+      return static_cast<std::uint32_t>(field.size());                                    \
+   }                                                                                      \
+   MapT const& x##Map() const {                                                           \
+      return field;                                                                       \
+   }
+
 #define FEN_COLLECTION_ACCESSORS_WITH(x, MapT, field, notify)                              \
-   ::Fen::MemberValueOf<MapT> x(MapT::KeyType const& key) const {                          \
-      return field.get(key);                                                               \
-   }                                                                                       \
-   bool x##Has(MapT::KeyType const& key) const {                                           \
-      return field.has(key);                                                               \
-   }                                                                                       \
+   FEN_COLLECTION_SHARED_ACCESSORS(x, MapT, field, notify)                                 \
    template <class... A>                                                                   \
    auto x##Is(A const&... args)->decltype(void(std::declval<MapT&>().memberIs(args...))) { \
       ::Fen::memberIsNotifying(field, notify, args...);                                    \
-   }                                                                                       \
-   auto x##Del(MapT::KeyType const& key) {                                                 \
-      return ::Fen::memberDelNotifying(field, notify, key);                                \
-   }                                                                                       \
-   void x##DelAll() {                                                                      \
-      ::Fen::memberDelAll(field, notify, [this](auto const& key) { (void)x##Del(key); });  \
-   }                                                                                       \
-   std::uint32_t x##s() const {                                                            \
-      return static_cast<std::uint32_t>(field.size());                                     \
-   }                                                                                       \
-   MapT const& x##Map() const {                                                            \
-      return field;                                                                        \
    }
 
 // A collection without notification.
@@ -133,29 +138,12 @@ typename Map::ValueType memberFindOrCreate(Map& map, Notify const& notify,
 
 // A map of owned objects (`Fen::Ptr<Class>` values holding their own key): xIs(key)
 // finds or creates `Class(key)` by the allocation sequence and returns it.
-#define FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, MapT, field, Class, notify)                \
-   Fen::Ptr<Class> x(MapT::KeyType const& key) const {                                    \
-      return field.get(key);                                                              \
-   }                                                                                      \
-   bool x##Has(MapT::KeyType const& key) const {                                          \
-      return field.has(key);                                                              \
-   }                                                                                      \
-   Fen::Ptr<Class> x##Is(MapT::KeyType const& key) {                                      \
-      return ::Fen::memberFindOrCreate(field, notify, key, [](MapT::KeyType const& k) {   \
-         return ::Fen::fenObjectIs<Class>(k);                                             \
-      });                                                                                 \
-   }                                                                                      \
-   Fen::Ptr<Class> x##Del(MapT::KeyType const& key) {                                     \
-      return ::Fen::memberDelNotifying(field, notify, key);                               \
-   }                                                                                      \
-   void x##DelAll() {                                                                     \
-      ::Fen::memberDelAll(field, notify, [this](auto const& key) { (void)x##Del(key); }); \
-   }                                                                                      \
-   std::uint32_t x##s() const {                                                           \
-      return static_cast<std::uint32_t>(field.size());                                    \
-   }                                                                                      \
-   MapT const& x##Map() const {                                                           \
-      return field;                                                                       \
+#define FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, MapT, field, Class, notify)              \
+   FEN_COLLECTION_SHARED_ACCESSORS(x, MapT, field, notify)                              \
+   Fen::Ptr<Class> x##Is(MapT::KeyType const& key) {                                    \
+      return ::Fen::memberFindOrCreate(field, notify, key, [](MapT::KeyType const& k) { \
+         return ::Fen::fenObjectIs<Class>(k);                                           \
+      });                                                                               \
    }
 
 #define FEN_OWNED_COLLECTION_ACCESSORS(x, MapT, field, Class) \

@@ -202,9 +202,9 @@ public:
    // member and changes nothing.
    void prefetch(Key const& k) const {
       if (!block_) return;
-      std::size_t const i = home(rhash(k));
-      __builtin_prefetch(block_->hashes() + i);
-      __builtin_prefetch(block_->nodes() + i);
+      std::uint32_t const h = rhash(k);
+      __builtin_prefetch(block_->hashes() + home(h));
+      prefetchHome(h);
    }
 
    // ---- generic engine ------------------------------------------------------

@@ -3,9 +3,9 @@
 // the map under them, and the look-ahead calls of a large walk.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <set>
 #include <string>
 #include <utility>
@@ -106,6 +106,9 @@ TEST(HashMap2018Walk, LargeMapLooksAtEachKeyWalkAheadKeysBeforeItsVisit) {
 TEST(HashMap2018Walk, LargeWalkThatDeletesKeysAheadNeverVisitsThem) {
    WalkedMap m = mapOf(Fen::walkAheadMinSize + 100);
    std::vector<std::uint64_t> const order = walkOrder(m);
+   std::map<std::uint64_t, std::size_t> position;
+   for (std::size_t i = 0; i < order.size(); ++i)
+      position[order[i]] = i;
    // Each visit deletes the key three places further on in the original order,
    // among them keys the look-ahead has already seen.
    std::set<std::uint64_t> deleted;
@@ -116,8 +119,7 @@ TEST(HashMap2018Walk, LargeWalkThatDeletesKeysAheadNeverVisitsThem) {
        [&](std::uint64_t k) {
           EXPECT_EQ(deleted.count(k), 0u) << "visited a deleted key " << k;
           visited.push_back(k);
-          std::size_t const i =
-              static_cast<std::size_t>(std::find(order.begin(), order.end(), k) - order.begin());
+          std::size_t const i = position.at(k);
           if (i + 3 < order.size() && m.has(order[i + 3])) {
              m.memberDel(order[i + 3]);
              deleted.insert(order[i + 3]);
