@@ -6,14 +6,8 @@
 
 namespace WexVlanMapping {
 
-Fen::FenModule const wexIntfEncapModule{"WexIntfEncap"};
-
-namespace {
-// Publishes the unit's types when the library is loaded.
-struct ModulePublisher {
-   ModulePublisher() { Fen::fenModuleIs(&wexIntfEncapModule); }
-} const modulePublisher;
-}  // namespace
+// wexIntfEncapModule, published when the library is loaded.
+FEN_MODULE(wexIntfEncapModule, "WexIntfEncap")
 
 namespace {
 constexpr Fen::EnumType<unsigned char>::Enumerator wexIntfEncapSourceNames[] = {

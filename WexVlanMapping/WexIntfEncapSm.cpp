@@ -9,18 +9,12 @@ namespace WexVlanMapping {
 using Kestin::EthIntfId;
 using Kestin::PortChannelIntfId;
 
-Fen::FenModule const wexIntfEncapSmModule{"WexIntfEncapSm"};
+// wexIntfEncapSmModule, published when the library is loaded.
+FEN_MODULE(wexIntfEncapSmModule, "WexIntfEncapSm")
 
 namespace {
 
 FEN_TRACE_UNIT("WexIntfEncapSm");
-
-// Publishes the unit's types when the library is loaded. The "ns-" string is the
-// unit's namespace tag of the runtime; nothing here reads it.
-Fen::String const nsTag("ns-");
-struct ModulePublisher {
-   ModulePublisher() { Fen::fenModuleIs(&wexIntfEncapSmModule); }
-} const modulePublisher;
 
 Kestin::IntfId const noIntf;
 WexIntfEncapHwConfig const noHwConfig;

@@ -4,16 +4,12 @@
 
 namespace WexVlanMappingTest {
 
-Fen::FenModule const wexTestIntfEncapSmModule{"WexTestIntfEncapSm"};
+// wexTestIntfEncapSmModule, published when the library is loaded.
+FEN_MODULE(wexTestIntfEncapSmModule, "WexTestIntfEncapSm")
 
 namespace {
 
 FEN_TRACE_UNIT("WexTestIntfEncapSm");
-
-Fen::String const nsTag("ns-");
-struct ModulePublisher {
-   ModulePublisher() { Fen::fenModuleIs(&wexTestIntfEncapSmModule); }
-} const modulePublisher;
 
 }  // namespace
 

@@ -17,3 +17,11 @@ void fenModuleIs(FenModule const* module);
 std::vector<FenModule const*> const& fenModules();
 
 }  // namespace Fen
+
+// Defines the unit's module `variable` named `name` and publishes it when the
+// library is loaded. Used once per source unit, at namespace scope.
+#define FEN_MODULE(variable, name)                                                          \
+   ::Fen::FenModule const variable{name};                                                   \
+   namespace {                                                                              \
+   [[maybe_unused]] bool const variable##Published = (::Fen::fenModuleIs(&variable), true); \
+   }
