@@ -49,20 +49,9 @@ Fen::FwkType WexPortEncapHwConfigList::fwkType() const {
 
 // ---- frame ------------------------------------------------------------------
 
-WexIntfEncapSm::WexIntfEncapSm(
-    Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
-    Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
-    Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
-    Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus)
-    : serviceIntfHwStatus_(serviceIntfHwStatus), intfEncapHwStatus_(intfEncapHwStatus) {
-   // Reactors in attribute order; no handler runs during construction.
-   wcsd_.reactorIs(wcsd, this);
-   serviceIntfFwdInfo_.reactorIs(serviceIntfFwdInfo, this);
-   intfEncapServiceIntf_.reactorIs(intfEncapServiceIntf, this);
-   remoteEncapHwStatus_.reactorIs(remoteEncapHwStatus, this);
-}
+WexIntfEncapSm::WexIntfEncapSm(Inputs const& inputs){
+    // Reactors and outputs in attribute order; no handler runs during construction.
+    FEN_SM_BIND(WEX_INTF_ENCAP_SM_ATTRIBUTES)}
 
 WexIntfEncapSm::~WexIntfEncapSm() {
    fenTeardownReactors();
@@ -103,14 +92,6 @@ Fen::Ptr<WexIntfEncapHwConfigColl> WexIntfEncapSm::hwConfigCollIs() {
 
 Fen::Ptr<WexIntfEncapHwConfigColl> WexIntfEncapSm::hwConfigCollDel() {
    return std::exchange(hwConfigColl_, nullptr);
-}
-
-void WexIntfEncapSm::dynamicIntfEncapIs(Fen::Ptr<WexDynamicIntfEncapColl const> const& coll) {
-   dynamicIntfEncap_.notifierIs(this, coll);
-}
-
-Fen::Ptr<WexDynamicIntfEncapColl const> WexIntfEncapSm::dynamicIntfEncapDel() {
-   return dynamicIntfEncap_.notifierDel(this);
 }
 
 void WexIntfEncapSm::handleInitialized() {

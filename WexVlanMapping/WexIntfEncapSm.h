@@ -35,6 +35,7 @@
 
 #include "Fen/Accessors.h"
 #include "Fen/Reactor.h"
+#include "Fen/StateMachineTable.h"
 #include "Ulva/Collections.h"
 #include "Wex/WexCommonSmData.h"
 #include "WexVlanMapping/WexEncapHwStatusDecoder.h"
@@ -68,11 +69,62 @@ private:
    HwConfigMap hwConfig_;
 };
 
+// The bound attributes of WexIntfEncapSm, in attribute order (see
+// Fen/StateMachineTable.h): the five inputs heard through reactors, four given to
+// the constructor and the dynamic encaps attached at run time, and the two
+// outputs it publishes to. Types are named in full: the table also expands in
+// the simulated platform's namespace.
+// clang-format off
+#define WEX_INTF_ENCAP_SM_ATTRIBUTES(input, output, shared)                                  \
+   input(wcsd, Wcsd, Wex::WexCommonSmData, portToLag, Kestin::IntfId,                        \
+         handlePortToLag, ::Fen::NoVariant)                                                  \
+   input(serviceIntfFwdInfo, ServiceIntfFwdInfo, Ulva::ServiceIntfFwdInfoColl const,         \
+         fwdInfo, Kestin::IntfId, handleServiceIntfFwdInfo, ::Fen::NoVariant)                \
+   output(serviceIntfHwStatus, Ulva::ServiceIntfHwStatusColl)                                \
+   input(intfEncapServiceIntf, IntfEncapServiceIntf, Ulva::IntfEncapServiceIntfColl const,   \
+         serviceIntf, Ulva::IntfEncap, handleIntfEncapServiceIntf, ::Fen::NoVariant)         \
+   output(intfEncapHwStatus, Ulva::IntfEncapHwStatusColl)                                    \
+   input(remoteEncapHwStatus, RemoteEncapHwStatus, Ulva::IntfEncapHwStatusColl const,        \
+         hwStatus, Ulva::IntfEncap, handleRemoteEncapHwStatus, ::Fen::NoVariant)             \
+   shared(dynamicIntfEncap, DynamicIntfEncap, WexVlanMapping::WexDynamicIntfEncapColl const, \
+          entry, Ulva::IntfEncap, handleDynamicIntfEncap,                                    \
+          ::Fen::Rescan<::Fen::wholeHandler<FenSm>(&FenSm::handleDynamicIntfEncap)>)
+// clang-format on
+
 class WexIntfEncapSm : public Fen::StateMachine<WexIntfEncapSm> {
    FEN_COUNTED_CLASS("WexVlanMapping::WexIntfEncapSm")
 
 public:
-   // ---- handlers of the reactors ---------------------------------------------
+   using FenSm = WexIntfEncapSm;
+
+   // ---- creation ----------------------------------------------------------------
+   // Inputs: wcsd, serviceIntfFwdInfo, serviceIntfHwStatus, intfEncapServiceIntf,
+   // intfEncapHwStatus, remoteEncapHwStatus; fenInputCount.
+   FEN_SM_INPUTS(WEX_INTF_ENCAP_SM_ATTRIBUTES)
+
+   // WexIntfEncapSmIs(inputs), or with the six pointers of Inputs in its order:
+   // allocates, constructs and turns notification on; does not sweep (the
+   // platform calls handleInitialized when it is ready).
+   FEN_CREATOR(WexIntfEncapSm)
+   // WexIntfEncapSm(Inputs const&), WexIntfEncapSm(six pointers).
+   FEN_SM_CONSTRUCTORS(WexIntfEncapSm)
+   ~WexIntfEncapSm() override;
+
+   Fen::FwkType fwkType() const override;
+
+   // ---- called by the platform ----------------------------------------------------
+   // The initial sweep: clears the tables and runs every input through the
+   // handlers that notifications call.
+   virtual void handleInitialized();
+   // The platform hooks (see the header comment).
+   virtual Ulva::IntfEncapHwStatus platformAddHwConfig(WexIntfEncapHwConfig const& hwConfig);
+   virtual void platformDeleteHwConfig(WexIntfEncapHwConfig const& hwConfig);
+   void platformEncapHwStatusIs(Ulva::IntfEncap const& intfEncap, Ulva::IntfEncapHwStatus hwStatus);
+   void platformPortDownIs(Kestin::IntfId port, bool portIsDown);
+   void reinitAllHwConfig();
+   void handleHwConfigRetry();
+
+   // ---- handlers of the reactors ----------------------------------------------------
    void handlePortToLag(Kestin::IntfId port);
    void handleServiceIntfFwdInfo(Kestin::IntfId intfId);
    void handleIntfEncapServiceIntf(Ulva::IntfEncap const& intfEncap);
@@ -81,73 +133,40 @@ public:
    // Sweep of every entry of the attached dynamic collection.
    void handleDynamicIntfEncap();
 
-   // Forwarders the reactors call; each has the effect of its handler.
-   void fen_handleWcsd_portToLag(Kestin::IntfId port) { handlePortToLag(port); }
-   void fen_handleServiceIntfFwdInfo_fwdInfo(Kestin::IntfId intfId) {
-      handleServiceIntfFwdInfo(intfId);
-   }
-   void fen_handleIntfEncapServiceIntf_serviceIntf(Ulva::IntfEncap const& intfEncap) {
-      handleIntfEncapServiceIntf(intfEncap);
-   }
-   void fen_handleRemoteEncapHwStatus_hwStatus(Ulva::IntfEncap const& intfEncap) {
-      handleRemoteEncapHwStatus(intfEncap);
-   }
-   void fen_handleDynamicIntfEncap_entry(Ulva::IntfEncap const& intfEncap) {
-      handleDynamicIntfEncap(intfEncap);
-   }
+   // Forwarders the reactors call, each with the effect of its handler, and the
+   // reactors themselves:
+   // fen_handleWcsd_portToLag, fen_handleServiceIntfFwdInfo_fwdInfo,
+   // fen_handleIntfEncapServiceIntf_serviceIntf, fen_handleRemoteEncapHwStatus_hwStatus,
+   // fen_handleDynamicIntfEncap_entry; FenWcsd, FenServiceIntfFwdInfo,
+   // FenIntfEncapServiceIntf, FenRemoteEncapHwStatus, FenDynamicIntfEncap (a newly
+   // attached collection is swept at once).
+   FEN_SM_REACTORS(WEX_INTF_ENCAP_SM_ATTRIBUTES)
 
-   // ---- reactors ---------------------------------------------------------------
-   class FenWcsd : public Fen::Reactor<FenWcsd, WexIntfEncapSm, Wex::WexCommonSmData,
-                                       Wex::WexCommonSmData::portToLagAttributeId, Kestin::IntfId,
-                                       &WexIntfEncapSm::fen_handleWcsd_portToLag> {
-      FEN_COUNTED_CLASS("WexVlanMapping::WexIntfEncapSm::FenWcsd")
+   // ---- inputs and outputs ------------------------------------------------------------
+   // An input reads as null when its reactor is absent or has no notifier.
+   // wcsd(), serviceIntfFwdInfo(), serviceIntfHwStatus(), intfEncapServiceIntf(),
+   // intfEncapHwStatus(), remoteEncapHwStatus(), dynamicIntfEncap();
+   // dynamicIntfEncapIs(coll) attaches, replaces or (with null) detaches the
+   // dynamic encaps: a new collection is swept at once (after the initial sweep),
+   // and configs derived from a former one stay until something else names their
+   // encaps; dynamicIntfEncapDel() detaches and gives the collection back.
+   FEN_SM_GETTERS(WEX_INTF_ENCAP_SM_ATTRIBUTES)
 
-   public:
-      using Reactor::Reactor;
-   };
-   class FenServiceIntfFwdInfo
-       : public Fen::Reactor<FenServiceIntfFwdInfo, WexIntfEncapSm, Ulva::ServiceIntfFwdInfoColl,
-                             Ulva::ServiceIntfFwdInfoColl::fwdInfoAttributeId, Kestin::IntfId,
-                             &WexIntfEncapSm::fen_handleServiceIntfFwdInfo_fwdInfo> {
-      FEN_COUNTED_CLASS("WexVlanMapping::WexIntfEncapSm::FenServiceIntfFwdInfo")
+   // ---- steps open for reflection and tests -----------------------------------------
+   void updateHwConfig(Ulva::IntfEncap const& intfEncap);
+   void updateEncapHwStatus(Ulva::IntfEncap const& intfEncap);
+   void updateSvcIntfHwStatus(Kestin::IntfId svcIntf);
+   void doAddPortToLag(Kestin::IntfId port);
+   void doDeletePortFromLag(Kestin::IntfId port);
+   void doAddPortHwConfig(WexIntfEncapHwConfig const& portHwConfig);
+   void doDeletePortHwConfig(Ulva::IntfEncap const& portEncap);
+   void doAddHwConfig(WexIntfEncapHwConfig const& hwConfig);
+   void doDeleteHwConfig(WexIntfEncapHwConfig const& hwConfig);
+   // The wanted config of an encap (from its own interface's list), or a default.
+   WexIntfEncapHwConfig getHwConfig(Ulva::IntfEncap const& intfEncap) const;
 
-   public:
-      using Reactor::Reactor;
-   };
-   class FenIntfEncapServiceIntf
-       : public Fen::Reactor<
-             FenIntfEncapServiceIntf, WexIntfEncapSm, Ulva::IntfEncapServiceIntfColl,
-             Ulva::IntfEncapServiceIntfColl::serviceIntfAttributeId, Ulva::IntfEncap,
-             &WexIntfEncapSm::fen_handleIntfEncapServiceIntf_serviceIntf> {
-      FEN_COUNTED_CLASS("WexVlanMapping::WexIntfEncapSm::FenIntfEncapServiceIntf")
-
-   public:
-      using Reactor::Reactor;
-   };
-   class FenRemoteEncapHwStatus
-       : public Fen::Reactor<FenRemoteEncapHwStatus, WexIntfEncapSm, Ulva::IntfEncapHwStatusColl,
-                             Ulva::IntfEncapHwStatusColl::hwStatusAttributeId, Ulva::IntfEncap,
-                             &WexIntfEncapSm::fen_handleRemoteEncapHwStatus_hwStatus> {
-      FEN_COUNTED_CLASS("WexVlanMapping::WexIntfEncapSm::FenRemoteEncapHwStatus")
-
-   public:
-      using Reactor::Reactor;
-   };
-   class FenDynamicIntfEncap
-       : public Fen::Reactor<FenDynamicIntfEncap, WexIntfEncapSm, WexDynamicIntfEncapColl,
-                             WexDynamicIntfEncapColl::entryAttributeId, Ulva::IntfEncap,
-                             &WexIntfEncapSm::fen_handleDynamicIntfEncap_entry> {
-      FEN_COUNTED_CLASS("WexVlanMapping::WexIntfEncapSm::FenDynamicIntfEncap")
-
-   public:
-      using Reactor::Reactor;
-      // A newly attached collection is swept at once.
-      void onNotifierSwitched() {
-         if (!fenMarkedForDeletion() && owner) owner->handleDynamicIntfEncap();
-      }
-   };
-
-   // ---- keyed collections -----------------------------------------------------
+   // ---- tables ------------------------------------------------------------------------
+   // The keyed collections' types: a tag per map with its salt, and its key functor.
    struct FenRetryNeeded {
       static constexpr std::uint32_t salt = 0xAA0DF8DB;
    };
@@ -200,50 +219,6 @@ public:
    static constexpr bool lagPartialHwSuccess = false;
    static constexpr bool svcPartialHwSuccess = false;
 
-   // ---- creation ----------------------------------------------------------------
-   // WexIntfEncapSmIs(...), with the six arguments of the constructor: allocates,
-   // constructs and turns notification on; does not sweep (the platform calls
-   // handleInitialized when it is ready).
-   FEN_CREATOR(WexIntfEncapSm)
-
-   WexIntfEncapSm(Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
-                  Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
-                  Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
-                  Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
-                  Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
-                  Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus);
-   ~WexIntfEncapSm() override;
-
-   Fen::FwkType fwkType() const override;
-
-   // The initial sweep: clears the tables and runs every input through the
-   // handlers that notifications call.
-   virtual void handleInitialized();
-   // The platform hooks (see the header comment).
-   virtual Ulva::IntfEncapHwStatus platformAddHwConfig(WexIntfEncapHwConfig const& hwConfig);
-   virtual void platformDeleteHwConfig(WexIntfEncapHwConfig const& hwConfig);
-
-   // ---- inputs and outputs ------------------------------------------------------
-   // An input reads as null when its reactor is absent or has no notifier.
-   Wex::WexCommonSmData const* wcsd() const { return wcsd_.notifier(); }
-   Ulva::ServiceIntfFwdInfoColl const* serviceIntfFwdInfo() const {
-      return serviceIntfFwdInfo_.notifier();
-   }
-   Ulva::ServiceIntfHwStatusColl* serviceIntfHwStatus() const { return serviceIntfHwStatus_.ptr(); }
-   Ulva::IntfEncapServiceIntfColl const* intfEncapServiceIntf() const {
-      return intfEncapServiceIntf_.notifier();
-   }
-   Ulva::IntfEncapHwStatusColl* intfEncapHwStatus() const { return intfEncapHwStatus_.ptr(); }
-   Ulva::IntfEncapHwStatusColl const* remoteEncapHwStatus() const {
-      return remoteEncapHwStatus_.notifier();
-   }
-   WexDynamicIntfEncapColl const* dynamicIntfEncap() const { return dynamicIntfEncap_.notifier(); }
-   // Attaches, replaces or (with null) detaches the dynamic encaps. A new
-   // collection is swept at once (after the initial sweep); configs derived from
-   // a former one stay until something else names their encaps.
-   void dynamicIntfEncapIs(Fen::Ptr<WexDynamicIntfEncapColl const> const& coll);
-   Fen::Ptr<WexDynamicIntfEncapColl const> dynamicIntfEncapDel();
-
    bool initialized() const { return initialized_; }
    void initializedIs(bool v) { initialized_ = v; }
 
@@ -267,28 +242,8 @@ public:
    FEN_OWNED_COLLECTION_ACCESSORS(svcHwStatusDecoder, SvcHwStatusDecoderMap, svcHwStatusDecoder_,
                                   WexEncapHwStatusDecoder)
 
-   // ---- flows ---------------------------------------------------------------------
-   void updateHwConfig(Ulva::IntfEncap const& intfEncap);
-   void updateEncapHwStatus(Ulva::IntfEncap const& intfEncap);
-   void updateSvcIntfHwStatus(Kestin::IntfId svcIntf);
-   void doAddPortToLag(Kestin::IntfId port);
-   void doDeletePortFromLag(Kestin::IntfId port);
-   void doAddPortHwConfig(WexIntfEncapHwConfig const& portHwConfig);
-   void doDeletePortHwConfig(Ulva::IntfEncap const& portEncap);
-   void doAddHwConfig(WexIntfEncapHwConfig const& hwConfig);
-   void doDeleteHwConfig(WexIntfEncapHwConfig const& hwConfig);
-   // The wanted config of an encap (from its own interface's list), or a default.
-   WexIntfEncapHwConfig getHwConfig(Ulva::IntfEncap const& intfEncap) const;
-   void reinitAllHwConfig();
-   void platformPortDownIs(Kestin::IntfId port, bool portIsDown);
-   void platformEncapHwStatusIs(Ulva::IntfEncap const& intfEncap, Ulva::IntfEncapHwStatus hwStatus);
-   void handleHwConfigRetry();
-
    // The reactor attributes, in attribute order (used by the state machine shape).
-   auto fenReactors() {
-      return std::tie(wcsd_, serviceIntfFwdInfo_, intfEncapServiceIntf_, remoteEncapHwStatus_,
-                      dynamicIntfEncap_);
-   }
+   auto fenReactors() { return FEN_SM_TIE(WEX_INTF_ENCAP_SM_ATTRIBUTES); }
 
 private:
    // Starts fetching the members that updateHwConfig(intfEncap) reads and writes
@@ -297,14 +252,9 @@ private:
    // ahead. Changes nothing.
    void prefetchUpdateHwConfig(Ulva::IntfEncap const& intfEncap) const;
 
-   // Members in attribute order.
-   Fen::ReactorSlot<FenWcsd> wcsd_;
-   Fen::ReactorSlot<FenServiceIntfFwdInfo> serviceIntfFwdInfo_;
-   Fen::Ptr<Ulva::ServiceIntfHwStatusColl> serviceIntfHwStatus_;
-   Fen::ReactorSlot<FenIntfEncapServiceIntf> intfEncapServiceIntf_;
-   Fen::Ptr<Ulva::IntfEncapHwStatusColl> intfEncapHwStatus_;
-   Fen::ReactorSlot<FenRemoteEncapHwStatus> remoteEncapHwStatus_;
-   Fen::ReactorSlot<FenDynamicIntfEncap> dynamicIntfEncap_;
+   // Members in attribute order: wcsd_, serviceIntfFwdInfo_, serviceIntfHwStatus_,
+   // intfEncapServiceIntf_, intfEncapHwStatus_, remoteEncapHwStatus_, dynamicIntfEncap_.
+   FEN_SM_MEMBERS(WEX_INTF_ENCAP_SM_ATTRIBUTES)
    bool initialized_ = false;
    Fen::Ptr<Ulva::IntfEncapHwStatusColl> hwStatusColl_;
    Fen::Ptr<WexIntfEncapHwConfigColl> hwConfigColl_;

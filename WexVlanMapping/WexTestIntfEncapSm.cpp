@@ -13,20 +13,11 @@ FEN_TRACE_UNIT("WexTestIntfEncapSm");
 
 }  // namespace
 
-IntfEncapSm::IntfEncapSm(
-    Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
-    Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
-    Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
-    Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus,
-    Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl const> const& dynamicIntfEncap,
-    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& testHwStatusColl)
-    : StateMachine(wcsd, serviceIntfFwdInfo, serviceIntfHwStatus, intfEncapServiceIntf,
-                   intfEncapHwStatus, remoteEncapHwStatus) {
-   testHwStatusColl_.reactorIs(testHwStatusColl, this);
+IntfEncapSm::IntfEncapSm(Inputs const& inputs)
+    : StateMachine(FEN_SM_FORWARD(WexVlanMapping::WexIntfEncapSm, WEX_INTF_ENCAP_SM_ATTRIBUTES)) {
+   FEN_SM_BIND(WEX_TEST_INTF_ENCAP_SM_ATTRIBUTES)
    // Attaches the dynamic encaps; before the sweep its own sweep ends at once.
-   dynamicIntfEncapIs(dynamicIntfEncap);
+   dynamicIntfEncapIs(inputs.dynamicIntfEncap);
    IntfEncapSm::handleInitialized();
 }
 

@@ -19,41 +19,37 @@
 
 namespace WexVlanMappingTest {
 
+// The bound attribute of the simulated platform beside those of WexIntfEncapSm
+// (see Fen/StateMachineTable.h): what the hardware answers, heard.
+// clang-format off
+#define WEX_TEST_INTF_ENCAP_SM_ATTRIBUTES(input, output, shared)                              \
+   input(testHwStatusColl, TestHwStatusColl, Ulva::IntfEncapHwStatusColl const, hwStatus,     \
+         Ulva::IntfEncap, handleTestHwStatus, ::Fen::NoVariant)
+// clang-format on
+
 class IntfEncapSm : public Fen::StateMachine<IntfEncapSm, WexVlanMapping::WexIntfEncapSm> {
    FEN_COUNTED_CLASS("WexVlanMappingTest::IntfEncapSm")
 
 public:
+   using FenSm = IntfEncapSm;
+
+   // Inputs: the six of WexIntfEncapSm::Inputs, then dynamicIntfEncap and
+   // testHwStatusColl; fenInputCount.
+   FEN_SM_INPUTS_WITH_SHARED(WEX_INTF_ENCAP_SM_ATTRIBUTES, WEX_TEST_INTF_ENCAP_SM_ATTRIBUTES)
+
    void handleTestHwStatus(Ulva::IntfEncap const& intfEncap);
-   void fen_handleTestHwStatusColl_hwStatus(Ulva::IntfEncap const& intfEncap) {
-      handleTestHwStatus(intfEncap);
-   }
-
-   class FenTestHwStatusColl
-       : public Fen::Reactor<FenTestHwStatusColl, IntfEncapSm, Ulva::IntfEncapHwStatusColl,
-                             Ulva::IntfEncapHwStatusColl::hwStatusAttributeId, Ulva::IntfEncap,
-                             &IntfEncapSm::fen_handleTestHwStatusColl_hwStatus> {
-      FEN_COUNTED_CLASS("WexVlanMappingTest::IntfEncapSm::FenTestHwStatusColl")
-
-   public:
-      using Reactor::Reactor;
-   };
+   // fen_handleTestHwStatusColl_hwStatus, FenTestHwStatusColl.
+   FEN_SM_REACTORS(WEX_TEST_INTF_ENCAP_SM_ATTRIBUTES)
 
    struct FenTestHwConfigKey {
       static constexpr std::uint32_t salt = 0x4454B385;
    };
    using TestHwConfigKeySet = Fen::HashMap2018<FenTestHwConfigKey, Ulva::IntfEncap>;
 
-   // IntfEncapSmIs(...), with the eight arguments of the constructor.
+   // IntfEncapSmIs(inputs), or with the eight pointers of Inputs in its order.
    FEN_CREATOR(IntfEncapSm)
-
-   IntfEncapSm(Fen::Ptr<Wex::WexCommonSmData> const& wcsd,
-               Fen::Ptr<Ulva::ServiceIntfFwdInfoColl const> const& serviceIntfFwdInfo,
-               Fen::Ptr<Ulva::ServiceIntfHwStatusColl> const& serviceIntfHwStatus,
-               Fen::Ptr<Ulva::IntfEncapServiceIntfColl const> const& intfEncapServiceIntf,
-               Fen::Ptr<Ulva::IntfEncapHwStatusColl> const& intfEncapHwStatus,
-               Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& remoteEncapHwStatus,
-               Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl const> const& dynamicIntfEncap,
-               Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const& testHwStatusColl);
+   // IntfEncapSm(Inputs const&), IntfEncapSm(eight pointers).
+   FEN_SM_CONSTRUCTORS(IntfEncapSm)
    ~IntfEncapSm() override;
 
    Fen::FwkType fwkType() const override;
@@ -62,23 +58,28 @@ public:
        WexVlanMapping::WexIntfEncapHwConfig const& hwConfig) override;
    void platformDeleteHwConfig(WexVlanMapping::WexIntfEncapHwConfig const& hwConfig) override;
 
-   Ulva::IntfEncapHwStatusColl const* testHwStatusColl() const {
-      return testHwStatusColl_.notifier();
-   }
+   // testHwStatusColl().
+   FEN_SM_GETTERS(WEX_TEST_INTF_ENCAP_SM_ATTRIBUTES)
    FEN_COLLECTION_ACCESSORS(testHwConfigKey, TestHwConfigKeySet, testHwConfigKey_)
 
-   auto fenReactors() { return std::tie(testHwStatusColl_); }
+   auto fenReactors() { return FEN_SM_TIE(WEX_TEST_INTF_ENCAP_SM_ATTRIBUTES); }
 
 private:
-   Fen::ReactorSlot<FenTestHwStatusColl> testHwStatusColl_;
+   // testHwStatusColl_.
+   FEN_SM_MEMBERS(WEX_TEST_INTF_ENCAP_SM_ATTRIBUTES)
    TestHwConfigKeySet testHwConfigKey_;
 };
 
-// How an agent starts a simulated platform: the eight arguments of the
-// constructor, the base's six, then dynamicIntfEncap and testHwStatusColl.
+// How an agent starts a simulated platform: by name,
+//    intfEncapSmFactory({.wcsd = wcsd, ..., .testHwStatusColl = hardware})
+// (an input left out is null), or with the eight pointers of Inputs in its order.
+inline Fen::Ptr<IntfEncapSm> intfEncapSmFactory(IntfEncapSm::Inputs const& inputs) {
+   return IntfEncapSm::IntfEncapSmIs(inputs);
+}
 template <class... A>
-Fen::Ptr<IntfEncapSm> intfEncapSmFactory(A&&... args) {
-   return IntfEncapSm::IntfEncapSmIs(std::forward<A>(args)...);
+requires(sizeof...(A) ==
+         IntfEncapSm::fenInputCount) Fen::Ptr<IntfEncapSm> intfEncapSmFactory(A const&... args) {
+   return IntfEncapSm::IntfEncapSmIs(IntfEncapSm::Inputs{args...});
 }
 
 }  // namespace WexVlanMappingTest

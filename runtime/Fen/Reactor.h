@@ -41,14 +41,36 @@ protected:
    NotifieeList notifiees_;
 };
 
+// The work of a reactor's notifierIs beside the switch itself (its variant), run
+// after the switch and before the registration.
+// NoVariant: nothing.
+struct NoVariant {
+   template <class R>
+   static void afterSwitch(R&) {}
+};
+// Rescan: the state machine's handler of the whole attribute, unless the reactor
+// is marked for deletion or has lost its state machine.
+template <auto wholeHandler>
+struct Rescan {
+   template <class R>
+   static void afterSwitch(R& r) {
+      if (!r.fenMarkedForDeletion() && r.owner) (r.owner->*wholeHandler)();
+   }
+};
+// Picks the overload of a handler that takes no key: `wholeHandler<Sm>(&Sm::handleX)`.
+template <class Sm>
+constexpr auto wholeHandler(void (Sm::*handler)()) {
+   return handler;
+}
+
 // The reactor shape. `Derived` is the nested class FenX; it hears attribute
 // `attributeId` of `NotifierT` and calls `handler` of `Sm` with the key.
 //
-// Variants of notifierIs: `Derived` may define `void onNotifierSwitched()`, run
-// after the switch and before the registration (a rescan, a scalar handler, a
-// reconciliation); the default does nothing.
+// Variants of notifierIs: `Variant::afterSwitch(reactor)` runs after the switch
+// and before the registration (a rescan, a scalar handler, a reconciliation);
+// `Derived` may instead define its own `void onNotifierSwitched()`.
 template <class Derived, class Sm, class NotifierT, AttributeId attributeId, class Key,
-          auto handler>
+          auto handler, class Variant = NoVariant>
 class Reactor : public PtrInterface::NotifieeConst {
 public:
    using NotifierType = NotifierT;
@@ -78,7 +100,7 @@ public:
       static_cast<Derived*>(this)->onNotifierSwitched();
       isRegisteredNotifieeIs(true);
    }
-   void onNotifierSwitched() {}
+   void onNotifierSwitched() { Variant::afterSwitch(static_cast<Derived&>(*this)); }
 
    // Forwards its own attribute to the handler, unless marked for deletion.
    void onAttribute(AttributeId id, void const* keyPtr) override {
