@@ -187,25 +187,45 @@ void WexIntfEncapSm::handleServiceIntfFwdInfo(Kestin::IntfId intfId) {
 }
 
 void WexIntfEncapSm::updateHwConfig(Ulva::IntfEncap const& intfEncap) {
+   // 1-7: the config as it should be, and the service interface it serves.
+   Kestin::IntfId serviceIntf;
+   WexIntfEncapHwConfig const wanted = deriveHwConfig(intfEncap, &serviceIntf);
+   // 8-9: leave the former service aggregate, join the new one.
+   doMoveSvcMembership(intfEncap, serviceIntf);
+   // 10-12: the config programmed as wanted.
+   doReplaceHwConfig(intfEncap, wanted);
+   // 13-14
+   updateEncapHwStatus(intfEncap);
+   if (serviceIntf != noIntf) updateSvcIntfHwStatus(serviceIntf);
+}
+
+WexIntfEncapHwConfig WexIntfEncapSm::deriveHwConfig(Ulva::IntfEncap const& intfEncap,
+                                                    Kestin::IntfId* serviceIntfOut) const {
    // 1-4: what is wanted, a dynamic entry winning over the static one field by field.
    Ulva::VlanTagEncap egressEncap = intfEncap.encap();
    Kestin::IntfId serviceIntf = intfEncapServiceIntf()->serviceIntf(intfEncap);
    WexIntfEncapSource source = staticEncap;
    if (WexDynamicIntfEncapColl const* dynamic = dynamicIntfEncap()) {
       WexDynamicIntfEncapInfo const info = dynamic->entry(intfEncap);
-      if (!(info == WexDynamicIntfEncapInfo())) {
+      if (info != WexDynamicIntfEncapInfo()) {
          egressEncap = info.egressEncap();
          source = info.source();
          serviceIntf = info.serviceIntf();
       }
    }
-   // 5-7: the config as it should be.
+   // 5-7: the forwarding of that service, and the LAG of a LAG's own encap.
    Ulva::ServiceIntfFwdInfo const fwdInfo = serviceIntfFwdInfo()->fwdInfo(serviceIntf);
    Kestin::IntfId const lagId =
        PortChannelIntfId::isPortChannelIntfId(intfEncap.intfId()) ? intfEncap.intfId() : noIntf;
    WexIntfEncapHwConfig wanted(intfEncap, fwdInfo, lagId);
    wanted.egressEncapIs(egressEncap);
    wanted.sourceIs(source);
+   *serviceIntfOut = serviceIntf;
+   return wanted;
+}
+
+void WexIntfEncapSm::doMoveSvcMembership(Ulva::IntfEncap const& intfEncap,
+                                         Kestin::IntfId serviceIntf) {
    // 8: leave the former service aggregate.
    Kestin::IntfId const oldSvc = intfEncapSvcIntfCached(intfEncap);
    if (oldSvc != serviceIntf && oldSvc != noIntf) {
@@ -221,15 +241,15 @@ void WexIntfEncapSm::updateHwConfig(Ulva::IntfEncap const& intfEncap) {
    } else {
       intfEncapSvcIntfCachedDel(intfEncap);
    }
+}
+
+void WexIntfEncapSm::doReplaceHwConfig(Ulva::IntfEncap const& intfEncap,
+                                       WexIntfEncapHwConfig const& wanted) {
    // 10-12: any difference is a delete and an add; fwdData 0 forwards nowhere.
    WexIntfEncapHwConfig const old = getHwConfig(intfEncap);
-   if (!(old == wanted)) {
-      if (!(old == noHwConfig)) doDeleteHwConfig(old);
-      if (wanted.fwdInfo().fwdData() != 0) doAddHwConfig(wanted);
-   }
-   // 13-14
-   updateEncapHwStatus(intfEncap);
-   if (serviceIntf != noIntf) updateSvcIntfHwStatus(serviceIntf);
+   if (old == wanted) return;
+   if (old != noHwConfig) doDeleteHwConfig(old);
+   if (wanted.fwdInfo().fwdData() != 0) doAddHwConfig(wanted);
 }
 
 // ---- adding and deleting configs ----------------------------------------------
@@ -301,7 +321,7 @@ void WexIntfEncapSm::doAddPortHwConfig(WexIntfEncapHwConfig const& portHwConfig)
 
 void WexIntfEncapSm::doDeletePortHwConfig(Ulva::IntfEncap const& portEncap) {
    WexIntfEncapHwConfig const old = hwConfigColl()->configDel(portEncap);
-   if (!(old == noHwConfig)) {
+   if (old != noHwConfig) {
       GANTRY_TRACE(7, "WexIntfEncapSm::doDeletePortHwConfig: (%s, %s:%s, %s:%s)",
                    GANTRY_ENCAP(portEncap));
       platformDeleteHwConfig(old);
@@ -313,24 +333,40 @@ void WexIntfEncapSm::doDeletePortHwConfig(Ulva::IntfEncap const& portEncap) {
 // ---- status rollup -----------------------------------------------------------------
 
 void WexIntfEncapSm::updateEncapHwStatus(Ulva::IntfEncap const& intfEncap) {
+   Ulva::IntfEncapHwStatus const ownStatus = hwStatusColl()->hwStatus(intfEncap);
+   // 2: retry bookkeeping, on the encap itself.
+   updateRetryNeeded(intfEncap, ownStatus);
+   // 3-6: the encap the status is published under, and its status.
    Ulva::IntfEncap rollupEncap = intfEncap;
-   Ulva::IntfEncapHwStatus newStatus = hwStatusColl()->hwStatus(intfEncap);
-   WexIntfEncapHwConfigColl const& configs = *hwConfigColl();
-   // 2: retry bookkeeping, on the encap itself. An absent status reads as failed,
-   // so not ready means a stored report.
-   WexIntfEncapHwConfig const* const programmed = configs.configMap()[intfEncap];
-   if (newStatus == Ulva::hwStatusNotReady && programmed && !(*programmed == noHwConfig)) {
+   Ulva::IntfEncapHwStatus newStatus = rollupHwStatus(intfEncap, ownStatus, &rollupEncap);
+   // 7-8: the limits of what can be published.
+   newStatus = cappedHwStatus(rollupEncap, newStatus);
+   // 9-11: published, or withdrawn.
+   publishEncapHwStatus(rollupEncap, newStatus);
+}
+
+void WexIntfEncapSm::updateRetryNeeded(Ulva::IntfEncap const& intfEncap,
+                                       Ulva::IntfEncapHwStatus ownStatus) {
+   // An absent status reads as failed, so not ready means a stored report.
+   WexIntfEncapHwConfig const* const programmed = hwConfigColl()->configMap()[intfEncap];
+   if (ownStatus == Ulva::hwStatusNotReady && programmed && *programmed != noHwConfig) {
       retryNeededIs(intfEncap);
    } else {
       retryNeededDel(intfEncap);
    }
+}
+
+Ulva::IntfEncapHwStatus WexIntfEncapSm::rollupHwStatus(Ulva::IntfEncap const& intfEncap,
+                                                       Ulva::IntfEncapHwStatus ownStatus,
+                                                       Ulva::IntfEncap* rollupEncap) {
+   WexIntfEncapHwConfigColl const& configs = *hwConfigColl();
    Kestin::IntfId const lagId = portToLagCached(intfEncap.intfId());
    if (lagId != noIntf) {
       // 4: a port in a LAG folds into the LAG encap; its own encap is never published.
       Ulva::IntfEncap const lagEncap = portEncapOf(lagId, intfEncap);
       Fen::Ptr<WexEncapHwStatusDecoder> const decoder = lagHwStatusDecoderIs(lagEncap);
       if (configs.configHas(intfEncap)) {
-         decoder->updateMember(intfEncap, newStatus);
+         decoder->updateMember(intfEncap, ownStatus);
          if (configs.configHas(lagEncap)) {
             decoder->updateMember(lagEncap, hwStatusColl()->hwStatus(lagEncap));
          }
@@ -340,33 +376,43 @@ void WexIntfEncapSm::updateEncapHwStatus(Ulva::IntfEncap const& intfEncap) {
          others.portDel(intfEncap.intfId());
          if (others.ports() == 0) decoder->removeMember(lagEncap);
       }
-      rollupEncap = lagEncap;
-      newStatus = decoder->aggrHwStatus(lagPartialHwSuccess);
-   } else if (PortChannelIntfId::isPortChannelIntfId(rollupEncap.intfId())) {
-      // 5: a LAG's own encap counts only while it has ports.
-      Fen::Ptr<WexEncapHwStatusDecoder> const decoder = lagHwStatusDecoderIs(rollupEncap);
-      Wex::WexLagPortList const ports = lagPortsOf(*wcsd(), rollupEncap.intfId());
-      if (configs.configHas(rollupEncap) && ports.ports() != 0) {
-         decoder->updateMember(rollupEncap, newStatus);
-      } else {
-         decoder->removeMember(rollupEncap);
-      }
-      newStatus = decoder->aggrHwStatus(lagPartialHwSuccess);
-   } else {
-      newStatus = hwStatusColl()->hwStatus(rollupEncap);
+      *rollupEncap = lagEncap;
+      return decoder->aggrHwStatus(lagPartialHwSuccess);
    }
+   if (PortChannelIntfId::isPortChannelIntfId(intfEncap.intfId())) {
+      // 5: a LAG's own encap counts only while it has ports.
+      Fen::Ptr<WexEncapHwStatusDecoder> const decoder = lagHwStatusDecoderIs(intfEncap);
+      Wex::WexLagPortList const ports = lagPortsOf(*wcsd(), intfEncap.intfId());
+      if (configs.configHas(intfEncap) && ports.ports() != 0) {
+         decoder->updateMember(intfEncap, ownStatus);
+      } else {
+         decoder->removeMember(intfEncap);
+      }
+      return decoder->aggrHwStatus(lagPartialHwSuccess);
+   }
+   // 6: a plain encap publishes its own status.
+   return ownStatus;
+}
+
+Ulva::IntfEncapHwStatus WexIntfEncapSm::cappedHwStatus(Ulva::IntfEncap const& rollupEncap,
+                                                       Ulva::IntfEncapHwStatus status) const {
    // 7: no derivable config, no way up.
-   if (getHwConfig(rollupEncap) == noHwConfig) newStatus = Ulva::hwStatusFailed;
+   if (getHwConfig(rollupEncap) == noHwConfig) status = Ulva::hwStatusFailed;
    // 8: the remote side can lower the status, never raise it.
    if (Ulva::IntfEncapHwStatusColl const* remote = remoteEncapHwStatus()) {
       Ulva::IntfEncapHwStatus const remoteStatus = remote->hwStatus(rollupEncap);
-      if (newStatus > remoteStatus) {
-         newStatus = remoteStatus;
+      if (status > remoteStatus) {
+         status = remoteStatus;
          GANTRY_TRACE(
              7, "WexIntfEncapSm::updateEncapHwStatus: (%s, %s:%s, %s:%s) use remote hwStatus %s",
              GANTRY_ENCAP(rollupEncap), remoteStatus);
       }
    }
+   return status;
+}
+
+void WexIntfEncapSm::publishEncapHwStatus(Ulva::IntfEncap const& rollupEncap,
+                                          Ulva::IntfEncapHwStatus status) {
    // 9-10: only statically wanted encaps with a service interface are published.
    Kestin::IntfId const svcIntf = intfEncapServiceIntf()->serviceIntf(rollupEncap);
    if (svcIntf == noIntf) {
@@ -379,10 +425,10 @@ void WexIntfEncapSm::updateEncapHwStatus(Ulva::IntfEncap const& intfEncap) {
       return;
    }
    // 11: the encap first, then its service decoder, then the service.
-   intfEncapHwStatus()->hwStatusIs(rollupEncap, newStatus);
+   intfEncapHwStatus()->hwStatusIs(rollupEncap, status);
    GANTRY_TRACE(7, "WexIntfEncapSm::updateEncapHwStatus: (%s, %s:%s, %s:%s) hwStatus %s",
-                GANTRY_ENCAP(rollupEncap), newStatus);
-   svcHwStatusDecoderIs(serviceEncap(svcIntf))->updateMember(rollupEncap, newStatus);
+                GANTRY_ENCAP(rollupEncap), status);
+   svcHwStatusDecoderIs(serviceEncap(svcIntf))->updateMember(rollupEncap, status);
    updateSvcIntfHwStatus(svcIntf);
 }
 
@@ -426,7 +472,7 @@ void WexIntfEncapSm::handleHwConfigRetry() {
    Fen::forEachKey(retryNeeded_, [this](Ulva::IntfEncap const& encap) {
       WexIntfEncapHwConfig hwConfig = hwConfigColl()->config(encap);
       if (hwStatusColl()->hwStatusHas(encap) &&
-          hwStatusColl()->hwStatus(encap) == Ulva::hwStatusNotReady && !(hwConfig == noHwConfig)) {
+          hwStatusColl()->hwStatus(encap) == Ulva::hwStatusNotReady && hwConfig != noHwConfig) {
          hwConfig.retryCntInc(1);
          hwConfigColl()->configIs(hwConfig);
          // The answer waits for the platform's next report.

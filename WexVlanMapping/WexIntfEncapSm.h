@@ -27,6 +27,35 @@
 // with the record as it was stored (retryCnt included). It cannot fail.
 // The base class's hooks end the process: a platform derives and implements both.
 //
+// Invariants
+// ----------
+// Properties that hold after every event (a handler, a platform call, a retry
+// pass) has returned; the property test checks each by its number.
+// (1) Every decoder's counters (failed, not ready, success, members) agree with
+//     its members.
+// (2) hwStatusColl has a status exactly for the keys of hwConfigColl, apart from
+//     a status that platformEncapHwStatusIs wrote for an encap without config.
+// (3) An encap is in retryNeeded when its config is in hwConfigColl and its
+//     status there is hwStatusNotReady, and only then. Exact after every event
+//     for the encaps of LAGs and of ports in no LAG, and for the encap whose
+//     rollup ends the event; a member port's encap joins only when it reports,
+//     and one deleted while waiting leaves at the next retry pass.
+// (4) Every config in hwConfigColl is wanted: the plain or LAG config of its own
+//     encap (a LAG member has none of its own), or the member config of its
+//     LAG's wanted config; retryCnt never exceeds the number of retry passes.
+//     Every wanted config of an interface in no LAG whose port is up is in
+//     hwConfigColl.
+// (5) The platform holds exactly the keys of hwConfigColl: each add hook is
+//     matched by the key's presence, each delete hook by its removal.
+// (6) A port reported down has no config in hwConfigColl; its list keeps the
+//     wanted configs for its return.
+// (7) A port that is up and in a LAG (per portToLag) holds exactly the member
+//     configs of its LAG's wanted configs (re-keyed to the port, the LAG as
+//     lagId, retryCnt aside) and none of its own.
+// (8) With a remote collection, no published status exceeds the remote one (an
+//     absent remote entry reads as hwStatusFailed), except for an encap whose
+//     remote entry changed while its port was in a LAG, until its next rollup.
+//
 // Thread safety: none. Everything runs on the thread of the writer of an input.
 // Teardown withdraws nothing: no hook is called and no output is cleared.
 #pragma once
@@ -251,6 +280,26 @@ private:
    // statuses, the retry set, the published status); for the sweep, a few encaps
    // ahead. Changes nothing.
    void prefetchUpdateHwConfig(Ulva::IntfEncap const& intfEncap) const;
+
+   // The named steps of updateHwConfig, in its order: the config that the inputs
+   // imply for `intfEncap` (pure) with the service interface it serves; the move
+   // of the encap between service aggregates; the programmed config brought to
+   // the wanted one (a delete and an add).
+   WexIntfEncapHwConfig deriveHwConfig(Ulva::IntfEncap const& intfEncap,
+                                       Kestin::IntfId* serviceIntf) const;
+   void doMoveSvcMembership(Ulva::IntfEncap const& intfEncap, Kestin::IntfId serviceIntf);
+   void doReplaceHwConfig(Ulva::IntfEncap const& intfEncap, WexIntfEncapHwConfig const& wanted);
+   // The named steps of updateEncapHwStatus, in its order: the retry set for the
+   // encap's own status; the rollup into a LAG decoder, giving the encap that is
+   // published and its status; the caps of a missing config and of the remote
+   // side; the publication (or withdrawal) with the service's rollup.
+   void updateRetryNeeded(Ulva::IntfEncap const& intfEncap, Ulva::IntfEncapHwStatus ownStatus);
+   Ulva::IntfEncapHwStatus rollupHwStatus(Ulva::IntfEncap const& intfEncap,
+                                          Ulva::IntfEncapHwStatus ownStatus,
+                                          Ulva::IntfEncap* rollupEncap);
+   Ulva::IntfEncapHwStatus cappedHwStatus(Ulva::IntfEncap const& rollupEncap,
+                                          Ulva::IntfEncapHwStatus status) const;
+   void publishEncapHwStatus(Ulva::IntfEncap const& rollupEncap, Ulva::IntfEncapHwStatus status);
 
    // Members in attribute order: wcsd_, serviceIntfFwdInfo_, serviceIntfHwStatus_,
    // intfEncapServiceIntf_, intfEncapHwStatus_, remoteEncapHwStatus_, dynamicIntfEncap_.

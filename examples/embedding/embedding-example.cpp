@@ -17,9 +17,15 @@ int main() {
    auto dynamic = WexVlanMapping::wexDynamicIntfEncapCollFactory();
    auto hardware = Ulva::intfEncapHwStatusCollFactory("hardware");
 
-   // The platform programs everything the inputs imply before it returns.
-   auto sm = WexVlanMappingTest::intfEncapSmFactory(wcsd, fwdInfo, svcHwStatus, wanted,
-                                                    encapHwStatus, nullptr, dynamic, hardware);
+   // The platform programs everything the inputs imply before it returns. Inputs
+   // are named; one left out (here the remote status) is absent.
+   auto sm = WexVlanMappingTest::intfEncapSmFactory({.wcsd = wcsd,
+                                                     .serviceIntfFwdInfo = fwdInfo,
+                                                     .serviceIntfHwStatus = svcHwStatus,
+                                                     .intfEncapServiceIntf = wanted,
+                                                     .intfEncapHwStatus = encapHwStatus,
+                                                     .dynamicIntfEncap = dynamic,
+                                                     .testHwStatusColl = hardware});
 
    Kestin::IntfId const svc("Vlan100");
    Ulva::ServiceIntfFwdInfo info(svc);

@@ -77,6 +77,8 @@ public:
 
    // The gate: while false, onAttribute is not delivered.
    void hasNotificationActiveIs(bool active) override;
+   // The last release of a reactor runs its onZeroReferences.
+   void fenLastReferenceGone() final { onZeroReferences(); }
    FwkType fwkType() const override { return {}; }
    virtual void onZeroReferences();
    virtual void onAttribute(AttributeId id, void const* keyPtr) = 0;

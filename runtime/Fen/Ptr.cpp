@@ -1,15 +1,11 @@
 #include "Fen/Ptr.h"
 
-#include "Fen/Notifiee.h"
-
 namespace Fen {
 
 void VFPtrInterface::handleZeroRef() const {
    auto* self = const_cast<PtrInterface*>(static_cast<PtrInterface const*>(this));
    self->zeroReferencesIs(true);
-   if (auto* reactor = dynamic_cast<PtrInterface::NotifieeConst*>(self)) {
-      reactor->onZeroReferences();
-   }
+   self->fenLastReferenceGone();
    AllocTrackTypeInfo* info = self->fenAllocTrackTypeInfo();
    // The deleting destructor: body, then the tracking record, then the storage.
    self->~PtrInterface();

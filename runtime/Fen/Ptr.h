@@ -130,6 +130,10 @@ public:
    // The allocation record of the object's most derived class; its deleting
    // destructor undoes the allocation against it.
    virtual AllocTrackTypeInfo* fenAllocTrackTypeInfo() const { return nullptr; }
+   // Called when the last reference is gone, after zeroReferencesIs(true) and
+   // before destruction: the say of a derived class (a reactor's
+   // onZeroReferences) without the counting layer knowing it.
+   virtual void fenLastReferenceGone() {}
 
    // Raw storage for one object.
    static void* fenMemAlloc(std::size_t size) { return ::operator new(size); }

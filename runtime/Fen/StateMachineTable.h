@@ -121,8 +121,8 @@ struct NestedTypeName {
                          &FenSm::fen_handle##Name##_##heard, Variant>::Reactor;                \
    };
 
-#define FEN_SM_ROW_FIELD_IN_(name, Name, NotifierT, ...) ::Fen::Ptr<NotifierT> name;
-#define FEN_SM_ROW_FIELD_OUT_(name, T) ::Fen::Ptr<T> name;
+#define FEN_SM_ROW_FIELD_IN_(name, Name, NotifierT, ...) ::Fen::Ptr<NotifierT> name{};
+#define FEN_SM_ROW_FIELD_OUT_(name, T) ::Fen::Ptr<T> name{};
 #define FEN_SM_ROW_COUNT_IN_(...) +1
 #define FEN_SM_ROW_FORWARD_IN_(name, ...) inputs.name,
 #define FEN_SM_ROW_FORWARD_OUT_(name, T) inputs.name,

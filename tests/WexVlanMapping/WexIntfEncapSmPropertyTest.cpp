@@ -9,6 +9,8 @@
 // then, and in about half the runs the machine has a remote status collection
 // whose entries come and go. Encaps have one or two tags; three service
 // interfaces forward or not.
+//
+// The checks are the invariants (1) to (8) of WexIntfEncapSm.h, cited by number.
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 #include <rapidcheck/state.h>
@@ -237,7 +239,7 @@ void System::check(StepEnd const& end) {
       memberSinceRetry.insert(port);
    if (end.rolledUp) remoteSkipped.erase(publishedUnder(*end.rolledUp));
 
-   // 1. Every decoder's counters agree with its members.
+   // Invariant (1) of WexIntfEncapSm.h. Every decoder's counters agree with its members.
    auto checkDecoders = [&](auto const& map, char const* which) {
       for (auto const& key : keysOf(map)) {
          auto const d = map.get(key);
@@ -257,8 +259,8 @@ void System::check(StepEnd const& end) {
    checkDecoders(m.lagHwStatusDecoderMap(), "LAG");
    checkDecoders(m.svcHwStatusDecoderMap(), "service");
 
-   // 2. A status exactly where a config is, apart from what a report wrote
-   // for an encap without config.
+   // Invariant (2) of WexIntfEncapSm.h. A status exactly where a config is, apart from what a
+   // report wrote for an encap without config.
    for (auto const& k : configKeys) {
       if (!statusKeys.count(k)) violation(k, "config without status");
    }
@@ -272,11 +274,10 @@ void System::check(StepEnd const& end) {
       }
    }
 
-   // 3. The retry set. An encap qualifies when its status is not ready and it
-   // has a config. Membership is decided on the encap itself by its rollup and
-   // nowhere else is it added, so the set is exact for an encap after a step
-   // whose last change to that encap's status or config was followed by its
-   // rollup:
+   // Invariant (3) of WexIntfEncapSm.h. The retry set. An encap qualifies when its status is not
+   // ready and it has a config. Membership is decided on the encap itself by its rollup and nowhere
+   // else is it added, so the set is exact for an encap after a step whose last change to that
+   // encap's status or config was followed by its rollup:
    //  - encaps of the LAGs and of ports in no LAG, after every step. Their
    //    configs and statuses change only inside updateHwConfig of that very
    //    encap, in platformEncapHwStatusIs, in the walks of a port going down or
@@ -310,10 +311,10 @@ void System::check(StepEnd const& end) {
       if (end.retry && in && !qualifies(k)) violation(k, "still waits after a retry pass");
    }
 
-   // 4. Every programmed config is one that is wanted: the plain or LAG config
-   // of its own encap, or the member config of its LAG's encap. (Membership
-   // changes as an agent makes them, lagToPort before portToLag, so the LAG's
-   // walks and the port's walks agree and no member config is left behind.)
+   // Invariant (4) of WexIntfEncapSm.h. Every programmed config is one that is wanted: the plain or
+   // LAG config of its own encap, or the member config of its LAG's encap. (Membership changes as
+   // an agent makes them, lagToPort before portToLag, so the LAG's walks and the port's walks agree
+   // and no member config is left behind.)
    for (auto const& k : configKeys) {
       WexIntfEncapHwConfig const c = configs.config(k);
       WexIntfEncapHwConfig const c0 = withoutRetries(c);
@@ -344,7 +345,7 @@ void System::check(StepEnd const& end) {
       }
    }
 
-   // 5. The simulated hardware holds exactly the programmed keys.
+   // Invariant (5) of WexIntfEncapSm.h. The simulated hardware holds exactly the programmed keys.
    std::set<Ulva::IntfEncap> const programmed = keysOf(sm->testHwConfigKeyMap());
    for (auto const& k : programmed) {
       if (!configKeys.count(k)) violation(k, "in testHwConfigKey without config");
@@ -353,15 +354,14 @@ void System::check(StepEnd const& end) {
       if (!programmed.count(k)) violation(k, "config not in testHwConfigKey");
    }
 
-   // 6. A port that is down has no config.
+   // Invariant (6) of WexIntfEncapSm.h. A port that is down has no config.
    for (auto const& k : configKeys) {
       if (down.count(k.intfId())) violation(k, "config of a port that is down");
    }
 
-   // 7. A port in a LAG (per portToLag; every membership step ends in the
-   // join or leave it makes) that is up holds exactly the member configs of
-   // its LAG's wanted configs, re-keyed to the port with the LAG as lagId
-   // (retryCnt aside), and none of its own.
+   // Invariant (7) of WexIntfEncapSm.h. A port in a LAG (per portToLag; every membership step ends
+   // in the join or leave it makes) that is up holds exactly the member configs of its LAG's wanted
+   // configs, re-keyed to the port with the LAG as lagId (retryCnt aside), and none of its own.
    for (auto const& port : keysOf(wcsd->portToLagMap())) {
       if (down.count(port)) continue;
       Kestin::IntfId const l = wcsd->portToLag(port);
@@ -386,14 +386,12 @@ void System::check(StepEnd const& end) {
       }
    }
 
-   // 8. With a remote collection, no published status exceeds the remote one
-   // (an absent remote entry reads as failed). Every rollup reads the remote
-   // collection as it is, and a remote change rolls its encap up at once,
-   // except on a port in a LAG: there the machine skips it, so an encap whose
-   // remote entry changed while its port was in a LAG is exempt until a step
-   // ends in a rollup published under that encap (a static or dynamic change,
-   // a platform report, a hardware status report or a remote change, named
-   // by the step).
+   // Invariant (8) of WexIntfEncapSm.h. With a remote collection, no published status exceeds the
+   // remote one (an absent remote entry reads as failed). Every rollup reads the remote collection
+   // as it is, and a remote change rolls its encap up at once, except on a port in a LAG: there the
+   // machine skips it, so an encap whose remote entry changed while its port was in a LAG is exempt
+   // until a step ends in a rollup published under that encap (a static or dynamic change, a
+   // platform report, a hardware status report or a remote change, named by the step).
    if (remote) {
       for (auto it = remoteSkipped.begin(); it != remoteSkipped.end();) {
          it = published->hwStatusHas(*it) ? std::next(it) : remoteSkipped.erase(it);
