@@ -24,17 +24,6 @@ Ulva::IntfEncap portEncapOf(Kestin::IntfId port, Ulva::IntfEncap const& encap) {
    return Ulva::IntfEncap(port, encap.encap());
 }
 
-// A copy of `config` with another key, LAG and retry count; egress encap, source
-// and forwarding information stay.
-WexIntfEncapHwConfig reKeyed(WexIntfEncapHwConfig const& config, Ulva::IntfEncap const& key,
-                             Kestin::IntfId lagId, std::uint32_t retryCnt) {
-   WexIntfEncapHwConfig c(key, config.fwdInfo(), lagId);
-   c.egressEncapIs(config.egressEncap());
-   c.sourceIs(config.source());
-   c.retryCntIs(retryCnt);
-   return c;
-}
-
 // A copy of the member list of `lag` (an empty list for an unknown LAG): walked
 // or trimmed without disturbing the shared table.
 Wex::WexLagPortList lagPortsOf(Wex::WexCommonSmData const& wcsd, Kestin::IntfId lag) {
@@ -42,6 +31,14 @@ Wex::WexLagPortList lagPortsOf(Wex::WexCommonSmData const& wcsd, Kestin::IntfId 
 }
 
 }  // namespace
+
+WexIntfEncapHwConfig portHwConfigOf(WexIntfEncapHwConfig const& config, Kestin::IntfId port,
+                                    Kestin::IntfId lagId) {
+   WexIntfEncapHwConfig c(portEncapOf(port, config.intfEncap()), config.fwdInfo(), lagId);
+   c.egressEncapIs(config.egressEncap());
+   c.sourceIs(config.source());
+   return c;
+}
 
 Fen::FwkType WexPortEncapHwConfigList::fwkType() const {
    return {&wexIntfEncapSmModule, wexIntfEncapSmTypeWexPortEncapHwConfigList};
@@ -264,7 +261,7 @@ void WexIntfEncapSm::doAddHwConfig(WexIntfEncapHwConfig const& hwConfig) {
       Wex::WexLagPortList const ports = lagPortsOf(*wcsd(), hwConfig.lagId());
       Fen::forEachKey(ports.portMap(), [&](Kestin::IntfId port) {
          doAddPortHwConfig(
-             reKeyed(hwConfig, portEncapOf(port, hwConfig.intfEncap()), hwConfig.lagId(), 0));
+             portHwConfigOf(hwConfig, port, hwConfig.lagId()));
       });
    }
 }
@@ -505,7 +502,7 @@ void WexIntfEncapSm::platformPortDownIs(Kestin::IntfId port, bool portIsDown) {
       } else {
          // Without the delete, the old record would look programmed already.
          hwConfigColl()->configDel(portEncap);
-         doAddPortHwConfig(reKeyed(hwConfig, portEncap, hwConfig.lagId(), 0));
+         doAddPortHwConfig(portHwConfigOf(hwConfig, port, hwConfig.lagId()));
       }
       updateEncapHwStatus(portEncap);
    });
@@ -561,7 +558,7 @@ void WexIntfEncapSm::doAddPortToLag(Kestin::IntfId port) {
    Fen::forEachKey(lagList->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
       WexIntfEncapHwConfig const hwConfig = lagList->hwConfig(key);
       Ulva::IntfEncap const portEncap = portEncapOf(port, hwConfig.intfEncap());
-      doAddPortHwConfig(reKeyed(hwConfig, portEncap, lagId, 0));
+      doAddPortHwConfig(portHwConfigOf(hwConfig, port, lagId));
       updateEncapHwStatus(portEncap);
    });
 }

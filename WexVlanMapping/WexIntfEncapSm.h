@@ -316,6 +316,13 @@ private:
    SvcHwStatusDecoderMap svcHwStatusDecoder_;
 };
 
+// The config that `config` puts on `port`: the port's encap with the same tags,
+// the same egress encap, source and forwarding, `lagId` as its LAG and retryCnt
+// 0. What a LAG's config spreads to a member (lagId the LAG), and what a port's
+// own config is programmed as again (lagId its own).
+WexIntfEncapHwConfig portHwConfigOf(WexIntfEncapHwConfig const& config, Kestin::IntfId port,
+                                    Kestin::IntfId lagId);
+
 // The service encap of a service interface: its id with both tags at their
 // default (the key of svcHwStatusDecoder).
 inline Ulva::IntfEncap serviceEncap(Kestin::IntfId svcIntf) {

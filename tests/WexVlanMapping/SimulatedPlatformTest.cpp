@@ -15,9 +15,10 @@
 #include <string>
 #include <vector>
 
+#include "Listener.h"
 #include "SmFixture.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 namespace {
 
 using testing::ElementsAre;
@@ -358,26 +359,6 @@ struct RoadView {
    }
 };
 
-// Hears one collection and calls back on each change.
-class ChangeProbe : public Fen::PtrInterface::NotifieeConst {
-   FEN_COUNTED_CLASS("WexVlanMappingTest::ChangeProbe")
-
-public:
-   static Fen::Ptr<ChangeProbe> ChangeProbeIs(Fen::PtrInterface const* notifier,
-                                              std::function<void()> onChange) {
-      Fen::Ptr<ChangeProbe> p = Fen::fenObjectIs<ChangeProbe>();
-      p->onChange_ = std::move(onChange);
-      p->notifierIs(notifier);
-      p->isRegisteredNotifieeIs(true);
-      return p;
-   }
-   void onAttribute(Fen::AttributeId, void const*) override { onChange_(); }
-   void fenDoZombieReactors(bool) override {}
-
-private:
-   std::function<void()> onChange_;
-};
-
 class SimulatedPlatformRoad : public SimulatedPlatform {
 protected:
    RoadView view() const {
@@ -438,14 +419,14 @@ protected:
    // Starts listening to the collections whose changes mark the steps of the road.
    void listen() {
       auto record = [this](char const* what) {
-         return [this, what] { events.push_back(std::string(what) + "\n" + view().text()); };
+         return [this, what](Fen::AttributeId, void const*) {
+            events.push_back(std::string(what) + "\n" + view().text());
+         };
       };
-      probes.push_back(
-          ChangeProbe::ChangeProbeIs(simulated->hwConfigColl(), record("hwConfigColl")));
-      probes.push_back(
-          ChangeProbe::ChangeProbeIs(simulated->hwStatusColl(), record("hwStatusColl")));
-      probes.push_back(ChangeProbe::ChangeProbeIs(published.ptr(), record("intfEncapHwStatus")));
-      probes.push_back(ChangeProbe::ChangeProbeIs(svcStatus.ptr(), record("serviceIntfHwStatus")));
+      probes.push_back(Listener::ListenerIs(simulated->hwConfigColl(), record("hwConfigColl")));
+      probes.push_back(Listener::ListenerIs(simulated->hwStatusColl(), record("hwStatusColl")));
+      probes.push_back(Listener::ListenerIs(published.ptr(), record("intfEncapHwStatus")));
+      probes.push_back(Listener::ListenerIs(svcStatus.ptr(), record("serviceIntfHwStatus")));
    }
 
    // The changes heard since the last call, each with the view at that moment,
@@ -465,7 +446,7 @@ protected:
    }
 
    std::vector<std::string> events;
-   std::vector<Fen::Ptr<ChangeProbe>> probes;
+   std::vector<Fen::Ptr<Listener>> probes;
 };
 
 TEST_F(SimulatedPlatformRoad, OneEncapFromInputToHardwareAndBack) {
@@ -552,4 +533,4 @@ TEST_F(SimulatedPlatformRoad, OneEncapFromInputToHardwareAndBack) {
 }
 
 }  // namespace
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

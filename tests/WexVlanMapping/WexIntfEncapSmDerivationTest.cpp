@@ -13,7 +13,7 @@
 #include "EncapSmTestKit.h"
 #include "Lintel/TraceHandle.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 namespace {
 
 using testing::Contains;
@@ -56,14 +56,14 @@ TEST_F(WexIntfEncapSmDerivation, EncapInNeitherInputWithNothingStoredOnlyRollsUp
    startRecording();
    Ulva::IntfEncap const stray = encap("Ethernet9", 900);
    published->hwStatusIs(stray, Ulva::hwStatusSuccess);  // something to roll up
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().updateHwConfig(stray);
 
    EXPECT_THAT(calls(), IsEmpty());
    EXPECT_FALSE(sm().intfEncapSvcIntfCachedHas(stray));
    EXPECT_FALSE(published->hwStatusHas(stray));
-   EXPECT_THAT(trace.texts(),
+   EXPECT_THAT(trace.lines(),
                ElementsAre("WexIntfEncapSm::updateEncapHwStatus: (Ethernet9, 900:0x8100, "
                            "4095:0x8100) deleting hwStatus"));
 }
@@ -132,7 +132,7 @@ TEST_F(WexIntfEncapSmDerivation, ServiceTypeChangeAloneAlsoDeletesThenAdds) {
 TEST_F(WexIntfEncapSmDerivation, MoveToAnotherServiceLeavesOldJoinsNewAndRecomputesBoth) {
    fwdInfoIs("Vlan200", 9);
    startWithOneEncap();
-   LevelTraceCapture trace(level7);
+   TraceCapture trace(level7);
 
    wanted->serviceIntfIs(e1, id("Vlan200"));
 
@@ -144,7 +144,7 @@ TEST_F(WexIntfEncapSmDerivation, MoveToAnotherServiceLeavesOldJoinsNewAndRecompu
    EXPECT_EQ(svcStatus->hwStatus(id("Vlan100")), Ulva::hwStatusFailed);
    EXPECT_EQ(svcStatus->hwStatus(id("Vlan200")), Ulva::hwStatusSuccess);
    EXPECT_THAT(
-       trace.at(7),
+       trace.linesAt(7),
        ElementsAre(
            "WexIntfEncapSm::updateSvcIntfHwStatus: Vlan100 hwStatus hwStatusFailed",
            "WexIntfEncapSm::doDeletePortHwConfig: (Ethernet1, 100:0x8100, 4095:0x8100)",
@@ -157,7 +157,7 @@ TEST_F(WexIntfEncapSmDerivation, MoveToAnotherServiceLeavesOldJoinsNewAndRecompu
 
 TEST_F(WexIntfEncapSmDerivation, NothingChangedCallsNoHookAndOnlyRollsUp) {
    startWithOneEncap();
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().updateHwConfig(e1);
 
@@ -165,7 +165,7 @@ TEST_F(WexIntfEncapSmDerivation, NothingChangedCallsNoHookAndOnlyRollsUp) {
    // A member keeps the status it has; it is not reset to failed.
    EXPECT_EQ(sm().svcHwStatusDecoder(serviceKey("Vlan100"))->hwStatus(e1), Ulva::hwStatusSuccess);
    EXPECT_THAT(
-       trace.texts(),
+       trace.lines(),
        ElementsAre("WexIntfEncapSm::updateEncapHwStatus: (Ethernet1, 100:0x8100, "
                    "4095:0x8100) hwStatus hwStatusSuccess",
                    "WexIntfEncapSm::updateSvcIntfHwStatus: Vlan100 hwStatus hwStatusSuccess",
@@ -227,7 +227,7 @@ TEST_F(WexIntfEncapSmDerivation, OnlyAPortChannelEncapGetsALagId) {
 
 TEST_F(WexIntfEncapSmDerivation, FwdInfoOfServiceWithoutDecoderOnlyRecomputesItsStatus) {
    startWithOneEncap();
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    fwdInfoIs("Vlan300", 5);
 
@@ -236,11 +236,12 @@ TEST_F(WexIntfEncapSmDerivation, FwdInfoOfServiceWithoutDecoderOnlyRecomputesIts
    EXPECT_EQ(svcStatus->hwStatus(id("Vlan300")), Ulva::hwStatusFailed);
    std::ostringstream record;
    record << fwd->fwdInfo(id("Vlan300"));
-   EXPECT_THAT(trace.at(8),
+   EXPECT_THAT(trace.linesAt(8),
                ElementsAre("WexIntfEncapSm::handleServiceIntfFwdInfo: Vlan300 isDel:false",
                            "WexIntfEncapSm::handleServiceIntfFwdInfo:    " + record.str()));
-   EXPECT_THAT(trace.at(7), ElementsAre("WexIntfEncapSm::updateSvcIntfHwStatus: Vlan300 hwStatus "
-                                        "hwStatusFailed"));
+   EXPECT_THAT(trace.linesAt(7),
+               ElementsAre("WexIntfEncapSm::updateSvcIntfHwStatus: Vlan300 hwStatus "
+                           "hwStatusFailed"));
 }
 
 TEST_F(WexIntfEncapSmDerivation, FwdInfoChangeReachesEveryEncapOfItsServiceOnly) {
@@ -262,7 +263,7 @@ TEST_F(WexIntfEncapSmDerivation, FwdInfoChangeReachesEveryEncapOfItsServiceOnly)
 
 TEST_F(WexIntfEncapSmDerivation, FwdInfoRemovedDeletesTheConfigsOfItsService) {
    startWithOneEncap();
-   LevelTraceCapture trace(level8);
+   TraceCapture trace(level8);
 
    fwd->fwdInfoDel(id("Vlan100"));
 
@@ -270,7 +271,7 @@ TEST_F(WexIntfEncapSmDerivation, FwdInfoRemovedDeletesTheConfigsOfItsService) {
    EXPECT_FALSE(svcStatus->hwStatusHas(id("Vlan100")));
    EXPECT_TRUE(decoderHas("Vlan100", e1));
    // No record to print for a removal.
-   EXPECT_THAT(trace.at(8),
+   EXPECT_THAT(trace.linesAt(8),
                ElementsAre("WexIntfEncapSm::handleServiceIntfFwdInfo: Vlan100 isDel:true"));
 }
 
@@ -284,15 +285,15 @@ TEST_F(WexIntfEncapSmDerivation, ServiceIntfHandlerTracesTheEncapAtLevel8) {
        id("Ethernet1"),
        Ulva::VlanTagEncap(Ulva::vlanTag(100, Bridging::vlanTpid88a8), Ulva::vlanTag(20)));
    {
-      LevelTraceCapture trace(level8);
+      TraceCapture trace(level8);
       wanted->serviceIntfIs(e, id("Vlan100"));
       wanted->serviceIntfDel(e);
-      EXPECT_THAT(trace.at(8), ElementsAre("WexIntfEncapSm::handleIntfEncapServiceIntf: "
-                                           "(Ethernet1, 100:0x88a8, 20:0x8100) isDel:false",
-                                           "WexIntfEncapSm::handleIntfEncapServiceIntf: "
-                                           "(Ethernet1, 100:0x88a8, 20:0x8100) isDel:true"));
+      EXPECT_THAT(trace.linesAt(8), ElementsAre("WexIntfEncapSm::handleIntfEncapServiceIntf: "
+                                                "(Ethernet1, 100:0x88a8, 20:0x8100) isDel:false",
+                                                "WexIntfEncapSm::handleIntfEncapServiceIntf: "
+                                                "(Ethernet1, 100:0x88a8, 20:0x8100) isDel:true"));
    }
-   LevelTraceCapture trace(Fen::TraceFacility::allLevels & ~level8);
+   TraceCapture trace(Fen::TraceFacility::allLevels & ~level8);
    wanted->serviceIntfIs(e, id("Vlan100"));
    EXPECT_THAT(trace.matching("handleIntfEncapServiceIntf"), IsEmpty());
 }
@@ -301,30 +302,30 @@ TEST_F(WexIntfEncapSmDerivation, DynamicHandlerTracesTheEncapAtLevel8) {
    fwdInfoIs("Vlan100", 7);
    startRecording();
    sm().dynamicIntfEncapIs(dynamic);
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    dynamic->entryIs(dynamicEntry(e1, e1.encap(), staticEncap, "Vlan100"));
    dynamic->entryDel(e1);
 
-   EXPECT_THAT(trace.at(8), ElementsAre("WexIntfEncapSm::handleDynamicIntfEncap: (Ethernet1, "
-                                        "100:0x8100, 4095:0x8100) isDel:false",
-                                        "WexIntfEncapSm::handleDynamicIntfEncap: (Ethernet1, "
-                                        "100:0x8100, 4095:0x8100) isDel:true"));
+   EXPECT_THAT(trace.linesAt(8), ElementsAre("WexIntfEncapSm::handleDynamicIntfEncap: (Ethernet1, "
+                                             "100:0x8100, 4095:0x8100) isDel:false",
+                                             "WexIntfEncapSm::handleDynamicIntfEncap: (Ethernet1, "
+                                             "100:0x8100, 4095:0x8100) isDel:true"));
 }
 
 TEST_F(WexIntfEncapSmDerivation, FwdInfoRecordIsTracedOnlyWhenLevel8IsOn) {
    startRecording();
    {
-      LevelTraceCapture trace(Fen::TraceFacility::allLevels & ~level8);
+      TraceCapture trace(Fen::TraceFacility::allLevels & ~level8);
       fwdInfoIs("Vlan100", 7);
       EXPECT_THAT(trace.matching("handleServiceIntfFwdInfo"), IsEmpty());
-      EXPECT_THAT(trace.texts(), Not(IsEmpty()));  // level 7 was on and heard
+      EXPECT_THAT(trace.lines(), Not(IsEmpty()));  // level 7 was on and heard
    }
-   LevelTraceCapture trace(level8);
+   TraceCapture trace(level8);
    fwdInfoIs("Vlan100", 8);
    std::ostringstream record;
    record << fwd->fwdInfo(id("Vlan100"));
-   EXPECT_THAT(trace.at(8),
+   EXPECT_THAT(trace.linesAt(8),
                ElementsAre("WexIntfEncapSm::handleServiceIntfFwdInfo: Vlan100 "
                            "isDel:false",
                            "WexIntfEncapSm::handleServiceIntfFwdInfo:    " + record.str()));
@@ -335,7 +336,7 @@ TEST_F(WexIntfEncapSmDerivation, FwdInfoRecordStaysOutOfTheRingBuffer) {
    Lintel::TraceHandle lintel;
    Lintel::TraceHandle* const previous = Lintel::defaultLintelHandleIs(&lintel);
    {
-      LevelTraceCapture trace(level8);
+      TraceCapture trace(level8);
       fwdInfoIs("Vlan100", 7);
       EXPECT_EQ(trace.matching("handleServiceIntfFwdInfo").size(), 2u);
    }
@@ -405,7 +406,7 @@ TEST_F(WexIntfEncapSmDynamic, RemovingDynamicEntryFallsBackToStaticConfig) {
 TEST_F(WexIntfEncapSmDynamic, DynamicEntryWithDefaultServiceIntfOverridesStaticOne) {
    startWithOneEncap();
    dynamic->entryIs(dynamicEntry(e1, e1.encap(), macsecProxy, nullptr));
-   LevelTraceCapture trace(level7);
+   TraceCapture trace(level7);
 
    sm().dynamicIntfEncapIs(dynamic);
 
@@ -415,7 +416,7 @@ TEST_F(WexIntfEncapSmDynamic, DynamicEntryWithDefaultServiceIntfOverridesStaticO
    // The encap left Vlan100 (its status recomputed) before its config went. The
    // rollup that follows reads only the static wish and counts it there again, as
    // failed.
-   std::vector<std::string> const lines = trace.at(7);
+   std::vector<std::string> const lines = trace.linesAt(7);
    ASSERT_GE(lines.size(), 2u);
    EXPECT_EQ(lines[0], "WexIntfEncapSm::updateSvcIntfHwStatus: Vlan100 hwStatus hwStatusFailed");
    EXPECT_EQ(lines[1],
@@ -462,7 +463,7 @@ TEST_F(WexIntfEncapSmDynamic, SweepBeforeTheInitialSweepMakesNoConfig) {
    fwdInfoIs("Vlan200", 9);
    dynamic->entryIs(proxy);
    buildRecording();
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().dynamicIntfEncapIs(dynamic);
    sm().handleDynamicIntfEncap();
@@ -470,7 +471,7 @@ TEST_F(WexIntfEncapSmDynamic, SweepBeforeTheInitialSweepMakesNoConfig) {
    EXPECT_THAT(calls(), IsEmpty());
    EXPECT_EQ(sm().hwConfigColl(), nullptr);
    EXPECT_EQ(sm().portToHwConfigLists(), 0u);
-   EXPECT_THAT(trace.texts(), IsEmpty());
+   EXPECT_THAT(trace.lines(), IsEmpty());
 
    sm().handleInitialized();
    EXPECT_THAT(calls(), ElementsAre(added(dynamicConfig(proxy, "Vlan200", 9))));
@@ -485,12 +486,12 @@ TEST_F(WexIntfEncapSmDynamic, AttachingTheCollectionAlreadyHeardDoesNothing) {
    sm().dynamicIntfEncapIs(dynamic);
    WexIntfEncapSm::FenDynamicIntfEncap* const reactor = dynamicReactor(sm());
    calls().clear();
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().dynamicIntfEncapIs(dynamic);
 
    EXPECT_EQ(dynamicReactor(sm()), reactor);
-   EXPECT_THAT(trace.texts(), IsEmpty());
+   EXPECT_THAT(trace.lines(), IsEmpty());
    EXPECT_THAT(calls(), IsEmpty());
 }
 
@@ -505,14 +506,14 @@ TEST_F(WexIntfEncapSmDynamic, AttachingAnotherCollectionReusesTheReactorAndSweep
    sm().dynamicIntfEncapIs(dynamic);
    WexIntfEncapSm::FenDynamicIntfEncap* const reactor = dynamicReactor(sm());
    calls().clear();
-   LevelTraceCapture trace(level8);
+   TraceCapture trace(level8);
 
    sm().dynamicIntfEncapIs(second);
 
    EXPECT_EQ(dynamicReactor(sm()), reactor);
    EXPECT_EQ(sm().dynamicIntfEncap(), second.ptr());
-   EXPECT_THAT(trace.at(8), ElementsAre("WexIntfEncapSm::handleDynamicIntfEncap: (Ethernet2, "
-                                        "200:0x8100, 4095:0x8100) isDel:false"));
+   EXPECT_THAT(trace.linesAt(8), ElementsAre("WexIntfEncapSm::handleDynamicIntfEncap: (Ethernet2, "
+                                             "200:0x8100, 4095:0x8100) isDel:false"));
    EXPECT_THAT(calls(), ElementsAre(added(dynamicConfig(entry2, "Vlan200", 9))));
    // What only the former collection wanted stays, and that collection is no longer heard.
    EXPECT_EQ(sm().getHwConfig(e1), dynamicConfig(proxy, "Vlan200", 9));
@@ -545,12 +546,12 @@ TEST_F(WexIntfEncapSmDynamic, AttachingNullDetachesAndRetiresTheReactor) {
 
 TEST_F(WexIntfEncapSmDynamic, AttachingNullToAnEmptySlotDoesNothing) {
    startRecording();
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().dynamicIntfEncapIs(nullptr);
 
    EXPECT_EQ(dynamicReactor(sm()), nullptr);
-   EXPECT_THAT(trace.texts(), IsEmpty());
+   EXPECT_THAT(trace.lines(), IsEmpty());
    EXPECT_FALSE(sm().dynamicIntfEncapDel());
 }
 
@@ -593,7 +594,7 @@ TEST_F(WexIntfEncapSmDynamic, DetachingKeepsTheConfigsItDerived) {
    sm().dynamicIntfEncapIs(dynamic);
    Fen::Ptr<WexIntfEncapSm::FenDynamicIntfEncap> const reactor(dynamicReactor(sm()));
    calls().clear();
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl const> const back = sm().dynamicIntfEncapDel();
 
@@ -602,7 +603,7 @@ TEST_F(WexIntfEncapSmDynamic, DetachingKeepsTheConfigsItDerived) {
    EXPECT_TRUE(reactor->fenMarkedForDeletion());
    EXPECT_EQ(reactor->owner, nullptr);
    EXPECT_FALSE(reactor->hasNotificationActive());
-   EXPECT_THAT(trace.texts(), IsEmpty());
+   EXPECT_THAT(trace.lines(), IsEmpty());
    EXPECT_THAT(calls(), IsEmpty());
    EXPECT_TRUE(sm().hwConfigColl()->configHas(e1));
    EXPECT_EQ(sm().getHwConfig(e1), dynamicConfig(proxy, "Vlan200", 9));
@@ -622,4 +623,4 @@ TEST_F(WexIntfEncapSmDynamicDeathTest, SweepWithoutCollectionEndsTheProcess) {
 }
 
 }  // namespace
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

@@ -12,7 +12,7 @@
 #include "EncapSmTestKit.h"
 #include "WexVlanMapping/WexIntfEncapSmModule.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 namespace {
 
 using testing::AllOf;
@@ -61,7 +61,7 @@ TEST_F(WexIntfEncapSmReactor, EachReactorForwardsItsOwnAttributeToItsHandler) {
    Kestin::IntfId const port = id("Ethernet7");
    Kestin::IntfId const svc = id("Vlan100");
    Ulva::IntfEncap const e = encap("Ethernet1", 100);
-   LevelTraceCapture trace(level8);
+   TraceCapture trace(level8);
 
    wcsdReactor(sm())->onAttribute(271, &port);
    fwdInfoReactor(sm())->onAttribute(258, &svc);
@@ -69,7 +69,7 @@ TEST_F(WexIntfEncapSmReactor, EachReactorForwardsItsOwnAttributeToItsHandler) {
    remoteReactor(sm())->onAttribute(258, &e);
    dynamicReactor(sm())->onAttribute(130, &e);
 
-   EXPECT_THAT(trace.at(8),
+   EXPECT_THAT(trace.linesAt(8),
                ElementsAre("WexIntfEncapSm::handlePortToLag: Ethernet7 isDel:false",
                            "WexIntfEncapSm::handleServiceIntfFwdInfo: Vlan100 isDel:true",
                            "WexIntfEncapSm::handleIntfEncapServiceIntf: (Ethernet1, 100:0x8100, "
@@ -85,7 +85,7 @@ TEST_F(WexIntfEncapSmReactor, ReactorIgnoresAnyOtherAttributeNumber) {
    Kestin::IntfId const port = id("Ethernet7");
    Kestin::IntfId const svc = id("Vlan100");
    Ulva::IntfEncap const e = encap("Ethernet1", 100);
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    for (Fen::AttributeId other : {0u, 130u, 258u, 259u, 270u, 272u, 273u}) {
       if (other != 271) wcsdReactor(sm())->onAttribute(other, &port);
@@ -99,7 +99,7 @@ TEST_F(WexIntfEncapSmReactor, ReactorIgnoresAnyOtherAttributeNumber) {
       dynamicReactor(sm())->onAttribute(other, &e);
    }
 
-   EXPECT_THAT(trace.texts(), IsEmpty());
+   EXPECT_THAT(trace.lines(), IsEmpty());
    EXPECT_THAT(calls(), IsEmpty());
 }
 
@@ -115,7 +115,7 @@ TEST_F(WexIntfEncapSmReactor, ReactorMarkedForDeletionDropsItsOwnAttribute) {
       remoteReactor(sm())->fenMarkedForDeletionIs(marked);
       dynamicReactor(sm())->fenMarkedForDeletionIs(marked);
    };
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    // Only the mark is set: notification stays on, so the writes are delivered.
    markAll(true);
@@ -126,15 +126,15 @@ TEST_F(WexIntfEncapSmReactor, ReactorMarkedForDeletionDropsItsOwnAttribute) {
    dynamicReactor(sm())->onAttribute(130, &e);
    fwdInfoIs("Vlan100", 7);
    wantIs(e, "Vlan100");
-   EXPECT_THAT(trace.texts(), IsEmpty());
+   EXPECT_THAT(trace.lines(), IsEmpty());
    EXPECT_THAT(calls(), IsEmpty());
    EXPECT_FALSE(svcStatus->hwStatusHas(svc));
 
    markAll(false);
    wanted->serviceIntfDel(e);
    wantIs(e, "Vlan100");
-   EXPECT_THAT(trace.at(8), Contains("WexIntfEncapSm::handleIntfEncapServiceIntf: (Ethernet1, "
-                                     "100:0x8100, 4095:0x8100) isDel:false"));
+   EXPECT_THAT(trace.linesAt(8), Contains("WexIntfEncapSm::handleIntfEncapServiceIntf: (Ethernet1, "
+                                          "100:0x8100, 4095:0x8100) isDel:false"));
    EXPECT_THAT(calls(), ElementsAre(added(plainConfig(e, "Vlan100", 7))));
 }
 
@@ -327,20 +327,20 @@ class WexIntfEncapSmSweep : public EncapSmTest {};
 TEST_F(WexIntfEncapSmSweep, EntryIsTracedAtLevel8) {
    buildRecording();
    {
-      LevelTraceCapture trace(level8);
+      TraceCapture trace(level8);
       sm().handleInitialized();
-      EXPECT_THAT(trace.at(8), ElementsAre("WexIntfEncapSm::handleInitialized: "));
+      EXPECT_THAT(trace.linesAt(8), ElementsAre("WexIntfEncapSm::handleInitialized: "));
    }
-   LevelTraceCapture trace(Fen::TraceFacility::allLevels & ~level8);
+   TraceCapture trace(Fen::TraceFacility::allLevels & ~level8);
    sm().handleInitialized();
-   EXPECT_THAT(trace.texts(), Not(Contains("WexIntfEncapSm::handleInitialized: ")));
+   EXPECT_THAT(trace.lines(), Not(Contains("WexIntfEncapSm::handleInitialized: ")));
 }
 
 TEST_F(WexIntfEncapSmSweep, WithoutDynamicCollectionSkipsTheDynamicStep) {
    fwdInfoIs("Vlan100", 7);
    wantIs(encap("Ethernet1", 100), "Vlan100");
    buildRecording();
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().handleInitialized();
 
@@ -372,7 +372,7 @@ TEST_F(WexIntfEncapSmSweep, PortReportedDownStaysDownAndRetriesSurvive) {
    buildRecording();
    sm().portDownIs(id("Ethernet1"), true);
    sm().retryNeededIs(waiting);
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().handleInitialized();
 
@@ -382,15 +382,16 @@ TEST_F(WexIntfEncapSmSweep, PortReportedDownStaysDownAndRetriesSurvive) {
    EXPECT_THAT(calls(), IsEmpty());
    EXPECT_FALSE(sm().hwConfigColl()->configHas(e));
    EXPECT_EQ(sm().getHwConfig(e), plainConfig(e, "Vlan100", 7));
-   EXPECT_THAT(trace.at(7), Contains("WexIntfEncapSm::doAddPortHwConfig: (Ethernet1, 100:0x8100, "
-                                     "4095:0x8100), ignored due to platform port down"));
+   EXPECT_THAT(trace.linesAt(7),
+               Contains("WexIntfEncapSm::doAddPortHwConfig: (Ethernet1, 100:0x8100, "
+                        "4095:0x8100), ignored due to platform port down"));
 }
 
 TEST_F(WexIntfEncapSmSweep, LagMembershipOnlyFillsTheCache) {
    lagIs("Port-Channel1", {"Ethernet1", "Ethernet2"});
    buildRecording();
    sm().portToLagCachedIs(id("Ethernet9"), id("Port-Channel9"));  // stale
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().handleInitialized();
 
@@ -464,7 +465,7 @@ TEST_F(WexIntfEncapSmSweep, DynamicEncapsAreProgrammedBeforeStaticOnes) {
    dynamic->entryIs(dynamicEntry(both, encap("Ethernet5", 55).encap(), macsecProxy, "Vlan200"));
    buildRecording();
    sm().dynamicIntfEncapIs(dynamic);
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().handleInitialized();
 
@@ -536,7 +537,7 @@ protected:
       watches_.push_back(watch(published.ptr(), "intfEncapHwStatus"));
       watches_.push_back(watch(svcStatus.ptr(), "serviceIntfHwStatus"));
    }
-   std::vector<Fen::Ptr<ChangeWatch>> watches_;
+   std::vector<Fen::Ptr<Listener>> watches_;
 };
 
 TEST_F(WexIntfEncapSmSweepDeathTest, NullWcsdEndsTheSweepBeforeAnythingIsCleared) {
@@ -597,4 +598,4 @@ TEST_F(WexIntfEncapSmSweepDeathTest, AssertionsAreCheckedInTheirOrder) {
 }
 
 }  // namespace
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

@@ -11,7 +11,7 @@
 #include "LagSteps.h"
 #include "SmFixture.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 namespace {
 
 using testing::ElementsAre;
@@ -57,8 +57,8 @@ protected:
    WexIntfEncapHwConfig const ownConfig = plainConfig(own, "Vlan100", 7);
    WexIntfEncapHwConfig const lagConfig = plainConfig(lagEncap, "Vlan200", 8);
    WexIntfEncapHwConfig const lag2Config = plainConfig(lag2Encap, "Vlan200", 8);
-   WexIntfEncapHwConfig const memberConfig = memberConfigOf(lagConfig, eth1);
-   WexIntfEncapHwConfig const member2Config = memberConfigOf(lag2Config, eth1);
+   WexIntfEncapHwConfig const ethMemberConfig = memberConfig(lagConfig, eth1);
+   WexIntfEncapHwConfig const member2Config = memberConfig(lag2Config, eth1);
 };
 
 TEST_F(WexIntfEncapSmLag, JoinWithoutListsChangesOnlyTheCache) {
@@ -87,7 +87,7 @@ TEST_F(WexIntfEncapSmLag, JoinTakesOwnConfigOutThenAddsLagConfigUnderThePortsKey
    joinLag(*wcsd, eth1, lag1);
 
    EXPECT_THAT(sm().callKeys(), ElementsAre("delete Ethernet1 100", "add Ethernet1 200"));
-   EXPECT_THAT(hookConfigs(sm()), ElementsAre(ownConfig, memberConfig));
+   EXPECT_THAT(hookConfigs(sm()), ElementsAre(ownConfig, ethMemberConfig));
    EXPECT_EQ(sm().calls[1].config.retryCnt(), 0u);
    EXPECT_EQ(sm().calls[1].config.lagId(), lag1);
    EXPECT_THAT(
@@ -105,7 +105,7 @@ TEST_F(WexIntfEncapSmLag, JoinTakesOwnConfigOutThenAddsLagConfigUnderThePortsKey
            "WexIntfEncapSm::updateSvcIntfHwStatus: Vlan200 hwStatus hwStatusSuccess"));
    EXPECT_EQ(sm().portToLagCached(eth1), lag1);
    EXPECT_FALSE(sm().hwConfigColl()->configHas(own));
-   EXPECT_EQ(sm().hwConfigColl()->config(member), memberConfig);
+   EXPECT_EQ(sm().hwConfigColl()->config(member), ethMemberConfig);
    // The own config stays wanted, for the leave.
    ASSERT_TRUE(sm().portToHwConfigList(eth1));
    EXPECT_EQ(sm().portToHwConfigList(eth1)->hwConfig(own), ownConfig);
@@ -127,7 +127,7 @@ TEST_F(WexIntfEncapSmLag, LeaveRemovesLagConfigUnderThePortsKeyThenRestoresOwnCo
    leaveLag(*wcsd, eth1);
 
    EXPECT_THAT(sm().callKeys(), ElementsAre("delete Ethernet1 200", "add Ethernet1 100"));
-   EXPECT_THAT(hookConfigs(sm()), ElementsAre(memberConfig, ownConfig));
+   EXPECT_THAT(hookConfigs(sm()), ElementsAre(ethMemberConfig, ownConfig));
    EXPECT_THAT(
        trace.lines(),
        ElementsAre(
@@ -165,7 +165,7 @@ TEST_F(WexIntfEncapSmLag, MoveBetweenLagsIsAFullLeaveThenAFullJoin) {
    // The own config comes back with the leave and goes again with the join.
    EXPECT_THAT(sm().callKeys(), ElementsAre("delete Ethernet1 200", "add Ethernet1 100",
                                             "delete Ethernet1 100", "add Ethernet1 300"));
-   EXPECT_THAT(hookConfigs(sm()), ElementsAre(memberConfig, ownConfig, ownConfig, member2Config));
+   EXPECT_THAT(hookConfigs(sm()), ElementsAre(ethMemberConfig, ownConfig, ownConfig, member2Config));
    EXPECT_THAT(
        trace.lines(),
        ElementsAre(
@@ -215,8 +215,8 @@ TEST_F(WexIntfEncapSmLag, RepeatedNotificationOfTheSameLagRerunsTheJoin) {
    // The own config is gone already: its delete reaches no hook. The LAG's config
    // is added afresh, with retryCnt 0, over the retried record.
    EXPECT_THAT(sm().callKeys(), ElementsAre("add Ethernet1 200"));
-   EXPECT_THAT(hookConfigs(sm()), ElementsAre(memberConfig));
-   EXPECT_EQ(sm().hwConfigColl()->config(member), memberConfig);
+   EXPECT_THAT(hookConfigs(sm()), ElementsAre(ethMemberConfig));
+   EXPECT_EQ(sm().hwConfigColl()->config(member), ethMemberConfig);
    EXPECT_THAT(
        trace.lines(),
        ElementsAre(
@@ -284,4 +284,4 @@ TEST_F(WexIntfEncapSmLagDeathTest, DeleteFromLagOfAPortNeverTakenNoteOfAborts) {
 }
 
 }  // namespace
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

@@ -10,7 +10,7 @@
 #include "LagSteps.h"
 #include "SmFixture.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 namespace {
 
 using testing::ElementsAre;
@@ -164,7 +164,7 @@ TEST_F(WexIntfEncapSmPortDown, DownOnALagMemberRemovesOnlyItsConfigsAndTheLagAgg
    sm().platformPortDownIs(eth2, true);
 
    EXPECT_THAT(sm().callKeys(), ElementsAre("delete Ethernet2 300"));
-   EXPECT_THAT(hookConfigs(sm()), ElementsAre(memberConfigOf(lagConfig, eth2)));
+   EXPECT_THAT(hookConfigs(sm()), ElementsAre(memberConfig(lagConfig, eth2)));
    EXPECT_THAT(
        trace.lines(),
        ElementsAre("WexIntfEncapSm::platformPortDownIs: Ethernet2 portIsDown: true",
@@ -176,7 +176,7 @@ TEST_F(WexIntfEncapSmPortDown, DownOnALagMemberRemovesOnlyItsConfigsAndTheLagAgg
                    "WexIntfEncapSm::updateSvcIntfHwStatus: Vlan100 hwStatus hwStatusSuccess"));
    EXPECT_FALSE(sm().hwConfigColl()->configHas(eth2Member));
    EXPECT_FALSE(sm().hwStatusColl()->hwStatusHas(eth2Member));
-   EXPECT_EQ(sm().hwConfigColl()->config(eth3Member), memberConfigOf(lagConfig, eth3));
+   EXPECT_EQ(sm().hwConfigColl()->config(eth3Member), memberConfig(lagConfig, eth3));
    EXPECT_EQ(sm().hwConfigColl()->config(lagEncap), lagConfig);
    auto const decoder = sm().lagHwStatusDecoder(lagEncap);
    ASSERT_TRUE(decoder);
@@ -203,7 +203,7 @@ TEST_F(WexIntfEncapSmPortDown, UpOnALagMemberRestoresItsConfigsFromTheLagsListWi
    sm().platformPortDownIs(eth2, false);
 
    EXPECT_THAT(sm().callKeys(), ElementsAre("add Ethernet2 300"));
-   EXPECT_THAT(hookConfigs(sm()), ElementsAre(memberConfigOf(lagConfig, eth2)));
+   EXPECT_THAT(hookConfigs(sm()), ElementsAre(memberConfig(lagConfig, eth2)));
    EXPECT_EQ(sm().calls[0].config.retryCnt(), 0u);
    EXPECT_EQ(sm().calls[0].config.lagId(), lag1);
    EXPECT_THAT(
@@ -215,7 +215,7 @@ TEST_F(WexIntfEncapSmPortDown, UpOnALagMemberRestoresItsConfigsFromTheLagsListWi
                    "WexIntfEncapSm::updateEncapHwStatus: (Port-Channel1, 300:0x8100, "
                    "4095:0x8100) hwStatus hwStatusNotReady",
                    "WexIntfEncapSm::updateSvcIntfHwStatus: Vlan100 hwStatus hwStatusNotReady"));
-   EXPECT_EQ(sm().hwConfigColl()->config(eth2Member), memberConfigOf(lagConfig, eth2));
+   EXPECT_EQ(sm().hwConfigColl()->config(eth2Member), memberConfig(lagConfig, eth2));
    EXPECT_EQ(sm().lagHwStatusDecoder(lagEncap)->hwStatus(eth2Member), Ulva::hwStatusNotReady);
    EXPECT_EQ(published->hwStatus(lagEncap), Ulva::hwStatusNotReady);
 }
@@ -339,4 +339,4 @@ TEST_F(WexIntfEncapSmPortDown, ReinitPassesEveryConfigThroughDeleteAndAddOnceKee
 }
 
 }  // namespace
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

@@ -12,7 +12,7 @@
 #include "EncapSmTestKit.h"
 #include "WexVlanMapping/WexIntfEncapSmModule.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 namespace {
 
 using testing::ElementsAre;
@@ -214,14 +214,14 @@ protected:
 TEST_F(WexIntfEncapSmPortConfig, AddOnDownPortIsIgnoredWithATrace) {
    startRecording();
    sm().portDownIs(id("Ethernet1"), true);
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().doAddPortHwConfig(config);
 
-   EXPECT_THAT(trace.texts(),
+   EXPECT_THAT(trace.lines(),
                ElementsAre("WexIntfEncapSm::doAddPortHwConfig: (Ethernet1, 100:0x8100, "
                            "4095:0x8100), ignored due to platform port down"));
-   EXPECT_THAT(trace.at(7), ElementsAre(HasSubstr("ignored due to platform port down")));
+   EXPECT_THAT(trace.linesAt(7), ElementsAre(HasSubstr("ignored due to platform port down")));
    EXPECT_THAT(calls(), IsEmpty());
    EXPECT_FALSE(sm().hwConfigColl()->configHas(e));
    EXPECT_FALSE(sm().hwStatusColl()->hwStatusHas(e));
@@ -234,14 +234,14 @@ TEST_F(WexIntfEncapSmPortConfig, AddOnDownPortTakesOutWhatWasStored) {
    sm().hwConfigColl()->configIs(stored);
    sm().hwStatusColl()->hwStatusIs(e, Ulva::hwStatusNotReady);
    sm().portDownIs(id("Ethernet1"), true);
-   LevelTraceCapture trace(level7);
+   TraceCapture trace(level7);
 
    sm().doAddPortHwConfig(config);
 
    EXPECT_THAT(calls(), ElementsAre(deleted(stored)));
    EXPECT_FALSE(sm().hwConfigColl()->configHas(e));
    EXPECT_FALSE(sm().hwStatusColl()->hwStatusHas(e));
-   EXPECT_THAT(trace.at(7),
+   EXPECT_THAT(trace.linesAt(7),
                ElementsAre("WexIntfEncapSm::doAddPortHwConfig: (Ethernet1, 100:0x8100, "
                            "4095:0x8100), ignored due to platform port down",
                            "WexIntfEncapSm::doDeletePortHwConfig: (Ethernet1, 100:0x8100, "
@@ -251,14 +251,14 @@ TEST_F(WexIntfEncapSmPortConfig, AddOnDownPortTakesOutWhatWasStored) {
 TEST_F(WexIntfEncapSmPortConfig, PortMarkedUpProceeds) {
    startRecording();
    sm().portDownIs(id("Ethernet1"), false);
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().doAddPortHwConfig(config);
 
    EXPECT_THAT(calls(), ElementsAre(added(config)));
    EXPECT_EQ(sm().hwConfigColl()->config(e), config);
-   EXPECT_THAT(trace.at(7), ElementsAre("WexIntfEncapSm::doAddPortHwConfig: (Ethernet1, "
-                                        "100:0x8100, 4095:0x8100) lagId:"));
+   EXPECT_THAT(trace.linesAt(7), ElementsAre("WexIntfEncapSm::doAddPortHwConfig: (Ethernet1, "
+                                             "100:0x8100, 4095:0x8100) lagId:"));
 }
 
 TEST_F(WexIntfEncapSmPortConfig, SameConfigTwiceIsProgrammedOnce) {
@@ -319,7 +319,7 @@ TEST_F(WexIntfEncapSmPortConfig, MemberStatusLandsInHwStatusAndInTheLagDecoder) 
    WexIntfEncapHwConfig const member =
        memberConfig(plainConfig(lagEncap, "Vlan100", 7), "Ethernet1");
    recording->answers[e] = Ulva::hwStatusNotReady;
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().doAddPortHwConfig(member);
 
@@ -330,8 +330,8 @@ TEST_F(WexIntfEncapSmPortConfig, MemberStatusLandsInHwStatusAndInTheLagDecoder) 
    EXPECT_EQ(decoder->hwStatuss(), 1u);
    ASSERT_TRUE(decoder->hwStatusHas(e));
    EXPECT_EQ(decoder->hwStatus(e), Ulva::hwStatusNotReady);
-   EXPECT_THAT(trace.at(7), ElementsAre("WexIntfEncapSm::doAddPortHwConfig: (Ethernet1, "
-                                        "100:0x8100, 4095:0x8100) lagId:Port-Channel1"));
+   EXPECT_THAT(trace.linesAt(7), ElementsAre("WexIntfEncapSm::doAddPortHwConfig: (Ethernet1, "
+                                             "100:0x8100, 4095:0x8100) lagId:Port-Channel1"));
 }
 
 TEST_F(WexIntfEncapSmPortConfig, LagKindConfigMakesNoDecoder) {
@@ -368,25 +368,25 @@ TEST_F(WexIntfEncapSmPortConfig, DeleteHandsThePlatformTheStoredRecord) {
    retried.retryCntIs(5);
    sm().hwConfigColl()->configIs(retried);
    calls().clear();
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().doDeletePortHwConfig(e);
 
    EXPECT_THAT(calls(), ElementsAre(deleted(retried)));
    EXPECT_FALSE(sm().hwConfigColl()->configHas(e));
    EXPECT_FALSE(sm().hwStatusColl()->hwStatusHas(e));
-   EXPECT_THAT(trace.at(7), ElementsAre("WexIntfEncapSm::doDeletePortHwConfig: (Ethernet1, "
-                                        "100:0x8100, 4095:0x8100)"));
+   EXPECT_THAT(trace.linesAt(7), ElementsAre("WexIntfEncapSm::doDeletePortHwConfig: (Ethernet1, "
+                                             "100:0x8100, 4095:0x8100)"));
 }
 
 TEST_F(WexIntfEncapSmPortConfig, DeleteOfUnprogrammedKeyStillWipesItsStatus) {
    startRecording();
    sm().hwStatusColl()->hwStatusIs(e, Ulva::hwStatusSuccess);
-   LevelTraceCapture trace;
+   TraceCapture trace;
 
    sm().doDeletePortHwConfig(e);
 
-   EXPECT_THAT(trace.texts(), IsEmpty());
+   EXPECT_THAT(trace.lines(), IsEmpty());
    EXPECT_THAT(calls(), IsEmpty());
    EXPECT_FALSE(sm().hwStatusColl()->hwStatusHas(e));
 }
@@ -525,4 +525,4 @@ TEST_F(WexIntfEncapSmBaseHooksDeathTest, FirstDeleteEndsTheProcess) {
 }
 
 }  // namespace
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

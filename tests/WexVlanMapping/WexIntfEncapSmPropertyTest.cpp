@@ -28,7 +28,10 @@
 #include "WexVlanMapping/WexIntfEncapSm.h"
 #include "WexVlanMapping/WexTestIntfEncapSm.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
+
+using WexVlanMappingTest::IntfEncapSm;
+using WexVlanMappingTest::intfEncapSmFactory;
 namespace {
 
 using Ulva::hwStatusFailed;
@@ -97,24 +100,10 @@ rc::Gen<Ulva::IntfEncapHwStatus> genStatus() {
        {{2, hwStatusSuccess}, {2, hwStatusNotReady}, {1, hwStatusFailed}});
 }
 
-// The config that a LAG's config spreads to one of its member ports.
-WexIntfEncapHwConfig memberOf(WexIntfEncapHwConfig const& lagConfig, Kestin::IntfId port) {
-   WexIntfEncapHwConfig c(Ulva::IntfEncap(port, lagConfig.intfEncap().encap()), lagConfig.fwdInfo(),
-                          lagConfig.lagId());
-   c.egressEncapIs(lagConfig.egressEncap());
-   c.sourceIs(lagConfig.source());
-   return c;
-}
-
-// The same with the lagId given: what a port that joined `lagId` must hold for
-// the LAG's config.
+// What a port that joined `lagId` must hold for the LAG's config.
 WexIntfEncapHwConfig memberOf(WexIntfEncapHwConfig const& lagConfig, Kestin::IntfId port,
                               Kestin::IntfId lagId) {
-   WexIntfEncapHwConfig c(Ulva::IntfEncap(port, lagConfig.intfEncap().encap()), lagConfig.fwdInfo(),
-                          lagId);
-   c.egressEncapIs(lagConfig.egressEncap());
-   c.sourceIs(lagConfig.source());
-   return c;
+   return WexVlanMapping::portHwConfigOf(lagConfig, port, lagId);
 }
 
 WexIntfEncapHwConfig withoutRetries(WexIntfEncapHwConfig c) {
@@ -323,8 +312,8 @@ void System::check(StepEnd const& end) {
       if (c.isLagMember()) {
          WexIntfEncapHwConfig const lagConfig =
              m.getHwConfig(Ulva::IntfEncap(c.lagId(), k.encap()));
-         bool const current =
-             !(lagConfig == WexIntfEncapHwConfig()) && c0 == memberOf(lagConfig, k.intfId());
+         bool const current = !(lagConfig == WexIntfEncapHwConfig()) &&
+                              c0 == memberOf(lagConfig, k.intfId(), lagConfig.lagId());
          if (!current) violation(k, "member config of no wanted LAG config");
       } else {
          WexIntfEncapHwConfig const w = m.getHwConfig(k);
@@ -695,4 +684,4 @@ TEST(WexIntfEncapSmProperty, InvariantsHoldAfterEveryStep) {
 }
 
 }  // namespace
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

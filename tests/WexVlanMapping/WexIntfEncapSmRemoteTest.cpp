@@ -10,7 +10,7 @@
 #include "LagSteps.h"
 #include "SmFixture.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 namespace {
 
 using testing::ElementsAre;
@@ -190,4 +190,4 @@ TEST_F(WexIntfEncapSmRemote, RemoteEntryForAnEncapUnknownToTheMachineDeletesNoth
 }
 
 }  // namespace
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

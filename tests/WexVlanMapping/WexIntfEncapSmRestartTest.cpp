@@ -20,7 +20,7 @@
 #include "LagSteps.h"
 #include "SmFixture.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 namespace {
 
 using WexVlanMapping::WexDynamicIntfEncapColl;
@@ -753,4 +753,4 @@ TEST(WexIntfEncapSmRestart, FreshMachineAgreesWithTheOneThatHeardEveryChange) {
 }
 
 }  // namespace
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

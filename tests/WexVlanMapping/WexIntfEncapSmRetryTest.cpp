@@ -9,7 +9,7 @@
 
 #include "SmFixture.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 namespace {
 
 using testing::ElementsAre;
@@ -269,4 +269,4 @@ TEST_F(WexIntfEncapSmRetry, ReportOnEthernetAndPortChannelIsStored) {
 }
 
 }  // namespace
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

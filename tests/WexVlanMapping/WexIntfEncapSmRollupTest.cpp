@@ -12,7 +12,7 @@
 
 #include "SmFixture.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 namespace {
 
 using testing::ElementsAre;
@@ -427,4 +427,4 @@ TEST_F(WexIntfEncapSmRollup, ServiceDecoderWithoutFwdInfoGoesOnceEmpty) {
 }
 
 }  // namespace
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

@@ -35,7 +35,7 @@ using WexVlanMapping::WexDynamicIntfEncapInfo;
 using WexVlanMapping::WexIntfEncapHwConfig;
 using WexVlanMapping::WexIntfEncapHwConfigColl;
 
-using WexVlanMappingTest::Listener;
+using TestSupport::Listener;
 
 Kestin::IntfId const eth1("Ethernet1");
 Kestin::IntfId const eth2("Ethernet2");

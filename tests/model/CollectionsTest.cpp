@@ -30,7 +30,7 @@
 
 namespace {
 
-using WexVlanMappingTest::Listener;
+using TestSupport::Listener;
 
 Kestin::IntfId const eth1("Ethernet1");
 Kestin::IntfId const eth2("Ethernet2");

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <initializer_list>
+#include <optional>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -17,6 +19,7 @@
 #include "Lintel/RingBuf.h"
 #include "Lintel/TraceFile.h"
 #include "Lintel/TraceHandle.h"
+#include "TraceCapture.h"
 #include "Ulva/IntfEncap.h"
 #include "Ulva/IntfEncapHwStatus.h"
 #include "Ulva/VlanTag.h"
@@ -29,29 +32,22 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 // Installs a Lintel handle for the test, with the unit's text levels off, and
-// drops text lines; puts everything back afterwards.
+// keeps the unit's text lines; puts everything back afterwards.
 class LintelTrace : public testing::Test {
 protected:
    void SetUp() override {
-      previousMask_ = Fen::TraceHandle::levelMask("LintelTestUnit");
-      Fen::TraceHandle::levelMaskIs("LintelTestUnit", 0);
-      previousSink_ = Fen::traceSinkIs([this](Fen::String const&, int, Fen::String const& t) {
-         lines_.push_back(t.stdString());
-      });
+      capture_.emplace(std::initializer_list<char const*>{"LintelTestUnit"}, 0);
       previousHandle_ = Lintel::defaultLintelHandleIs(nullptr);
    }
    void TearDown() override {
       Lintel::defaultLintelHandleIs(previousHandle_);
-      Fen::traceSinkIs(previousSink_);
-      Fen::TraceHandle::levelMaskIs("LintelTestUnit", previousMask_);
+      capture_.reset();
    }
    void install(Lintel::TraceHandle* h) { Lintel::defaultLintelHandleIs(h); }
-
-   std::vector<std::string> lines_;
+   std::vector<std::string> const& lines() const { return capture_->lines(); }
 
 private:
-   Fen::TraceSink previousSink_;
-   std::uint32_t previousMask_ = 0;
+   std::optional<TestSupport::TraceCapture> capture_;
    Lintel::TraceHandle* previousHandle_ = nullptr;
 };
 
@@ -124,11 +120,11 @@ TEST_F(LintelTrace, RingRecordsWhateverTheTextMask) {
    handler(false);
    // The arguments are evaluated for the ring, once; no text line.
    EXPECT_EQ(argumentCalls, 1);
-   EXPECT_TRUE(lines_.empty());
+   EXPECT_TRUE(lines().empty());
    Fen::TraceHandle::levelMaskIs("LintelTestUnit", Fen::TraceFacility::levelBit(8));
    handler(true);
    EXPECT_EQ(argumentCalls, 2);
-   EXPECT_THAT(lines_, ElementsAre("Unit::handler: Ethernet3/1 isDel:true"));
+   EXPECT_THAT(lines(), ElementsAre("Unit::handler: Ethernet3/1 isDel:true"));
    EXPECT_EQ(h.traceFile()->ring(8)->records(), 2u);
 }
 
@@ -174,7 +170,7 @@ TEST_F(LintelTrace, ClosedRingSkipsRecordButTextStillRuns) {
    handler(false);
    EXPECT_TRUE(h.traceFile()->ring(8)->closed());
    EXPECT_EQ(h.traceFile()->ring(8)->records(), 0u);
-   EXPECT_EQ(lines_.size(), 1u);
+   EXPECT_EQ(lines().size(), 1u);
 }
 
 TEST_F(LintelTrace, RingOverwriteKeepsNewestRecords) {

@@ -1,9 +1,6 @@
 // Helpers of the encap state machine tests, on top of SmFixture:
 //
-// LevelTraceCapture  keeps every text trace line with its facility and level
-// ChangeWatch        a listener that counts (and reports on stderr) every change
-//                    of a notifying collection; death tests use its report to
-//                    show that nothing changed before an assertion fired
+// added, deleted     the hook calls a recording platform is expected to see
 // EncapSmTest        SmFixture plus a recording platform built without its
 //                    initial sweep, optionally with inputs left null
 #pragma once
@@ -17,10 +14,11 @@
 #include <utility>
 #include <vector>
 
-#include "Fen/Trace.h"
+#include "Listener.h"
 #include "SmFixture.h"
+#include "TraceCapture.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 
 // Hook calls print as "add <config>" / "delete <config>" in failure messages.
 inline void PrintTo(RecordingPlatform::HookCall const& call, std::ostream* os) {
@@ -32,91 +30,6 @@ inline RecordingPlatform::HookCall added(WexIntfEncapHwConfig const& config) {
 }
 inline RecordingPlatform::HookCall deleted(WexIntfEncapHwConfig const& config) {
    return {RecordingPlatform::hookDelete, config};
-}
-
-// Captures the text trace lines of one facility, with the level each came at,
-// while enabling exactly the levels of `mask`. Restores sink and mask at its end.
-class LevelTraceCapture {
-public:
-   struct Line {
-      int level;
-      std::string text;
-   };
-
-   explicit LevelTraceCapture(std::uint32_t mask = Fen::TraceFacility::allLevels,
-                              char const* facility = "WexIntfEncapSm")
-       : facility_(facility), savedMask_(Fen::TraceHandle::levelMask(facility)) {
-      Fen::TraceHandle::levelMaskIs(facility, mask);
-      savedSink_ =
-          Fen::traceSinkIs([this](Fen::String const& f, int level, Fen::String const& text) {
-             if (f.stdString() == facility_) lines_.push_back({level, text.stdString()});
-          });
-   }
-   ~LevelTraceCapture() {
-      Fen::traceSinkIs(savedSink_);
-      Fen::TraceHandle::levelMaskIs(facility_.c_str(), savedMask_);
-   }
-   LevelTraceCapture(LevelTraceCapture const&) = delete;
-   LevelTraceCapture& operator=(LevelTraceCapture const&) = delete;
-
-   // The texts that came at `level`, in order.
-   std::vector<std::string> at(int level) const {
-      std::vector<std::string> out;
-      for (auto const& l : lines_) {
-         if (l.level == level) out.push_back(l.text);
-      }
-      return out;
-   }
-   // Every text, in order, whatever its level.
-   std::vector<std::string> texts() const {
-      std::vector<std::string> out;
-      for (auto const& l : lines_)
-         out.push_back(l.text);
-      return out;
-   }
-   // The texts that contain `part`.
-   std::vector<std::string> matching(std::string const& part) const {
-      std::vector<std::string> out;
-      for (auto const& l : lines_) {
-         if (l.text.find(part) != std::string::npos) out.push_back(l.text);
-      }
-      return out;
-   }
-   void clear() { lines_.clear(); }
-
-private:
-   std::string facility_;
-   std::uint32_t savedMask_;
-   Fen::TraceSink savedSink_;
-   std::vector<Line> lines_;
-};
-
-// Hears every attribute of one notifier. Each change is counted and written to
-// stderr as "changed <name>", so that a death test can tell from the output of
-// the dying process whether the collection was touched before the end.
-class ChangeWatch : public Fen::PtrInterface::NotifieeConst {
-   FEN_COUNTED_CLASS("WexVlanMappingTest::ChangeWatch")
-
-public:
-   ChangeWatch(Fen::PtrInterface const* notifier, char const* name) : name_(name) {
-      notifierIs(notifier);
-      isRegisteredNotifieeIs(true);
-   }
-   void onAttribute(Fen::AttributeId, void const*) override {
-      ++changes;
-      std::fprintf(stderr, "changed %s\n", name_.c_str());
-      std::fflush(stderr);
-   }
-   void fenDoZombieReactors(bool zombie) override { fenMarkedForDeletionIs(zombie); }
-
-   std::size_t changes = 0;
-
-private:
-   std::string name_;
-};
-
-inline Fen::Ptr<ChangeWatch> watch(Fen::PtrInterface const* notifier, char const* name) {
-   return Fen::fenObjectIs<ChangeWatch>(notifier, name);
 }
 
 class EncapSmTest : public SmFixture {
@@ -149,15 +62,6 @@ protected:
    RecordingPlatform& sm() const { return *recording; }
    std::vector<RecordingPlatform::HookCall>& calls() const { return recording->calls; }
 
-   // The config of a member port of `lag` for the LAG's config `lagConfig`.
-   static WexIntfEncapHwConfig memberConfig(WexIntfEncapHwConfig const& lagConfig,
-                                            char const* port) {
-      WexIntfEncapHwConfig c(Ulva::IntfEncap(id(port), lagConfig.intfEncap().encap()),
-                             lagConfig.fwdInfo(), lagConfig.lagId());
-      c.egressEncapIs(lagConfig.egressEncap());
-      c.sourceIs(lagConfig.source());
-      return c;
-   }
    // A dynamic entry for `e` with its egress encap, source and service interface.
    static WexVlanMapping::WexDynamicIntfEncapInfo dynamicEntry(
        Ulva::IntfEncap const& e, Ulva::VlanTagEncap const& egress,
@@ -181,4 +85,4 @@ protected:
    }
 };
 
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

@@ -12,7 +12,7 @@
 
 #include "SmFixture.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 
 // Takes `port` out of the member list of `lag` in `wcsd` (a no-op if absent).
 inline void lagPortListDel(Wex::WexCommonSmData& wcsd, Kestin::IntfId lag, Kestin::IntfId port) {
@@ -42,17 +42,6 @@ inline void leaveLag(Wex::WexCommonSmData& wcsd, Kestin::IntfId port) {
    wcsd.portToLagDel(port);
 }
 
-// The record the machine programs on member `port` for the LAG's config `lagConfig`:
-// the port's key, the LAG's egress encap, source, forwarding and LAG id, retryCnt 0.
-inline WexIntfEncapHwConfig memberConfigOf(WexIntfEncapHwConfig const& lagConfig,
-                                           Kestin::IntfId port) {
-   WexIntfEncapHwConfig c(Ulva::IntfEncap(port, lagConfig.intfEncap().encap()), lagConfig.fwdInfo(),
-                          lagConfig.lagId());
-   c.egressEncapIs(lagConfig.egressEncap());
-   c.sourceIs(lagConfig.source());
-   return c;
-}
-
 // `config` with another retryCnt.
 inline WexIntfEncapHwConfig withRetryCnt(WexIntfEncapHwConfig config, std::uint32_t retryCnt) {
    config.retryCntIs(retryCnt);
@@ -67,4 +56,4 @@ inline std::vector<WexIntfEncapHwConfig> hookConfigs(RecordingPlatform const& pl
    return out;
 }
 
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

@@ -1,18 +1,25 @@
-// A reactor for tests: registered with its notifier and active from the start,
-// it records the attribute id of every notification and hands each to a callback.
+// TestSupport::Listener: the one reactor for tests. Registered with its notifier
+// and active from the start, it records the attribute id of every notification
+// and hands each to a callback.
+//
+// watch(notifier, name) is the form for death tests: each change is also written
+// to stderr as "changed <name>", so that the output of a dying process tells
+// whether the collection was touched before the end.
 #pragma once
 
 #include <cstddef>
+#include <cstdio>
 #include <functional>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "Fen/Notifiee.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 
 class Listener : public Fen::PtrInterface::NotifieeConst {
-   FEN_COUNTED_CLASS("WexVlanMappingTest::Listener")
+   FEN_COUNTED_CLASS("TestSupport::Listener")
 
 public:
    using OnAttribute = std::function<void(Fen::AttributeId, void const*)>;
@@ -39,4 +46,11 @@ private:
    std::vector<Fen::AttributeId> ids_;
 };
 
-}  // namespace WexVlanMappingTest
+inline Fen::Ptr<Listener> watch(Fen::PtrInterface const* notifier, char const* name) {
+   return Listener::ListenerIs(notifier, [what = std::string(name)](Fen::AttributeId, void const*) {
+      std::fprintf(stderr, "changed %s\n", what.c_str());
+      std::fflush(stderr);
+   });
+}
+
+}  // namespace TestSupport

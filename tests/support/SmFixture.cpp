@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 
 std::vector<std::string> RecordingPlatform::callKeys() const {
    std::vector<std::string> out;
@@ -15,58 +15,6 @@ std::vector<std::string> RecordingPlatform::callKeys() const {
          os << "." << c.config.intfEncap().encap().innerTag().vid();
       }
       out.push_back(os.str());
-   }
-   return out;
-}
-
-TraceCapture::TraceCapture(std::initializer_list<char const*> facilities, std::uint32_t mask) {
-   for (char const* f : facilities) {
-      savedMasks_.emplace_back(f, Fen::TraceHandle::levelMask(f));
-      Fen::TraceHandle::levelMaskIs(f, mask);
-   }
-   savedSink_ = Fen::traceSinkIs([this](Fen::String const&, int level, Fen::String const& text) {
-      lines_.push_back(text.stdString());
-      levels_.push_back(level);
-   });
-}
-
-TraceCapture::~TraceCapture() {
-   Fen::traceSinkIs(savedSink_);
-   for (auto const& [f, m] : savedMasks_)
-      Fen::TraceHandle::levelMaskIs(f.c_str(), m);
-}
-
-bool TraceCapture::contains(std::string const& line) const {
-   return std::find(lines_.begin(), lines_.end(), line) != lines_.end();
-}
-
-std::vector<std::string> TraceCapture::matching(std::string const& part) const {
-   std::vector<std::string> out;
-   for (auto const& l : lines_) {
-      if (l.find(part) != std::string::npos) out.push_back(l);
-   }
-   return out;
-}
-
-std::vector<std::string> TraceCapture::startingWithAt(std::string const& prefix, int level) const {
-   std::vector<std::string> out;
-   for (auto const& l : linesAt(level)) {
-      if (l.rfind(prefix, 0) == 0) out.push_back(l);
-   }
-   auto const anyLevel =
-       std::count_if(lines_.begin(), lines_.end(),
-                     [&prefix](std::string const& l) { return l.rfind(prefix, 0) == 0; });
-   EXPECT_EQ(out.size(), static_cast<std::size_t>(anyLevel))
-       << prefix << "at a level other than " << level;
-   return out;
-}
-
-std::vector<std::string> TraceCapture::linesAt(int level) const {
-   std::vector<std::string> out;
-   for (std::size_t i = 0; i < lines_.size(); ++i) {
-      if (levels_[i] == level) {
-         out.push_back(lines_[i]);
-      }
    }
    return out;
 }
@@ -133,15 +81,6 @@ WexIntfEncapHwConfig SmFixture::plainConfig(Ulva::IntfEncap const& e, char const
    return c;
 }
 
-WexIntfEncapHwConfig SmFixture::memberConfig(WexIntfEncapHwConfig const& lagConfig,
-                                             char const* port) {
-   WexIntfEncapHwConfig c(Ulva::IntfEncap(id(port), lagConfig.intfEncap().encap()),
-                          lagConfig.fwdInfo(), lagConfig.lagId());
-   c.egressEncapIs(lagConfig.egressEncap());
-   c.sourceIs(lagConfig.source());
-   return c;
-}
-
 void SmFixture::lagMembersIs(char const* lag, std::initializer_list<char const*> ports) {
    Wex::WexLagPortList list;
    for (char const* p : ports) {
@@ -159,4 +98,4 @@ std::vector<Kestin::IntfId> SmFixture::lagPorts(char const* lag) const {
    return out;
 }
 
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport

@@ -1,6 +1,7 @@
 // Test scaffolding for the interface encap state machine: a platform that records
 // every hook call in order, a fixture that owns a full set of inputs and outputs,
-// and a capture of the text trace.
+// and the one builder of member configs. The helpers live in TestSupport; the
+// simulated platform they drive ships in WexVlanMappingTest.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,19 +11,30 @@
 #include <string>
 #include <vector>
 
-#include "Fen/Trace.h"
+#include "TraceCapture.h"
 #include "WexVlanMapping/WexIntfEncapSm.h"
 #include "WexVlanMapping/WexTestIntfEncapSm.h"
 
-namespace WexVlanMappingTest {
+namespace TestSupport {
 
 using WexVlanMapping::WexIntfEncapHwConfig;
+using WexVlanMappingTest::IntfEncapSm;
+using WexVlanMappingTest::intfEncapSmFactory;
+
+// The config that the LAG config `lagConfig` spreads to its member `port`.
+inline WexIntfEncapHwConfig memberConfig(WexIntfEncapHwConfig const& lagConfig,
+                                         Kestin::IntfId port) {
+   return WexVlanMapping::portHwConfigOf(lagConfig, port, lagConfig.lagId());
+}
+inline WexIntfEncapHwConfig memberConfig(WexIntfEncapHwConfig const& lagConfig, char const* port) {
+   return memberConfig(lagConfig, Kestin::IntfId(port));
+}
 
 // A platform behind the hooks that writes down each call, in order, and answers
 // an add from `answers` (`defaultAnswer` for an encap it has no answer for).
 class RecordingPlatform
     : public Fen::StateMachine<RecordingPlatform, WexVlanMapping::WexIntfEncapSm> {
-   FEN_COUNTED_CLASS("WexVlanMappingTest::RecordingPlatform")
+   FEN_COUNTED_CLASS("TestSupport::RecordingPlatform")
 
 public:
    enum HookKind { hookAdd, hookDelete };
@@ -51,34 +63,6 @@ public:
    std::vector<HookCall> calls;
    std::map<Ulva::IntfEncap, Ulva::IntfEncapHwStatus> answers;
    Ulva::IntfEncapHwStatus defaultAnswer = Ulva::hwStatusSuccess;
-};
-
-// Captures the text trace lines of a set of facilities at the given levels for
-// its lifetime; restores the sink and the masks afterwards.
-class TraceCapture {
-public:
-   explicit TraceCapture(std::initializer_list<char const*> facilities = {"WexIntfEncapSm"},
-                         std::uint32_t mask = Fen::TraceFacility::allLevels);
-   ~TraceCapture();
-   std::vector<std::string> const& lines() const { return lines_; }
-   bool contains(std::string const& line) const;
-   // Lines that contain `part`.
-   std::vector<std::string> matching(std::string const& part) const;
-   // The lines written at `level`, in order.
-   std::vector<std::string> linesAt(int level) const;
-   // The lines that begin with `prefix`; a test failure when any of them stands
-   // at another level than `level`.
-   std::vector<std::string> startingWithAt(std::string const& prefix, int level) const;
-   void clear() {
-      lines_.clear();
-      levels_.clear();
-   }
-
-private:
-   std::vector<std::string> lines_;
-   std::vector<int> levels_;
-   std::vector<std::pair<std::string, std::uint32_t>> savedMasks_;
-   Fen::TraceSink savedSink_;
 };
 
 // Inputs and outputs of one state machine, and handy builders of keys and records.
@@ -110,9 +94,6 @@ protected:
    // The config the machine derives for `e` from the fixture's inputs.
    WexIntfEncapHwConfig plainConfig(Ulva::IntfEncap const& e, char const* svcIntf,
                                     std::uint16_t fwdData) const;
-   // The member config that a LAG's config spreads to `port`.
-   static WexIntfEncapHwConfig memberConfig(WexIntfEncapHwConfig const& lagConfig,
-                                            char const* port);
    // Sets only the member list of `lag` in lagToPort; portToLag is left alone.
    void lagMembersIs(char const* lag, std::initializer_list<char const*> ports);
    // The member ports of `lag` in the order in which a walk of its list meets them.
@@ -130,4 +111,4 @@ protected:
    Fen::Ptr<IntfEncapSm> simulated;
 };
 
-}  // namespace WexVlanMappingTest
+}  // namespace TestSupport
