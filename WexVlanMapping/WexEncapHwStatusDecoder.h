@@ -29,11 +29,6 @@ class WexEncapHwStatusDecoder : public Fen::PtrInterface {
    FEN_COUNTED_CLASS("WexVlanMapping::WexEncapHwStatusDecoder")
 
 public:
-   struct FenHwStatus {
-      static constexpr std::uint32_t salt = 0x2C8AAE16;
-   };
-   using HwStatusMap = Fen::HashMap2018<FenHwStatus, Ulva::IntfEncap, Ulva::IntfEncapHwStatus>;
-
    static Fen::Ptr<WexEncapHwStatusDecoder> WexEncapHwStatusDecoderIs(
        Ulva::IntfEncap const& intfEncap);
    explicit WexEncapHwStatusDecoder(Ulva::IntfEncap const& intfEncap) : intfEncap_(intfEncap) {}
@@ -44,8 +39,7 @@ public:
    Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
 
    // Members and the status last recorded for each; an absent key reads as
-   // hwStatusFailed.
-   FEN_COLLECTION_ACCESSORS(hwStatus, HwStatusMap, hwStatus_)
+   // hwStatusFailed. Declared with the members below.
 
    std::uint32_t failedCount() const { return failedCount_; }
    std::uint32_t notReadyCount() const { return notReadyCount_; }
@@ -75,7 +69,13 @@ private:
    std::uint32_t& counterOf(Ulva::IntfEncapHwStatus hwStatus);
 
    Ulva::IntfEncap const intfEncap_;
-   HwStatusMap hwStatus_;
+
+public:
+   // FenHwStatus, HwStatusMap, hwStatus_ and its accessors.
+   FEN_COLLECTION(hwStatus, FenHwStatus, HwStatusMap, Ulva::IntfEncap, Ulva::IntfEncapHwStatus,
+                  0x2C8AAE16)
+
+private:
    std::uint32_t failedCount_ = 0;
    std::uint32_t notReadyCount_ = 0;
    std::uint32_t successCount_ = 0;

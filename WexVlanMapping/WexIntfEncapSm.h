@@ -78,24 +78,17 @@ class WexPortEncapHwConfigList : public Fen::PtrInterface {
    FEN_COUNTED_CLASS("WexVlanMapping::WexPortEncapHwConfigList")
 
 public:
-   using HwConfigKeyFunktor = EncapKeyFunktor<WexIntfEncapHwConfig>;
-   struct FenHwConfig {
-      static constexpr std::uint32_t salt = 0xEEB06D1F;
-      using KeyFunktor = HwConfigKeyFunktor;
-   };
-   using HwConfigMap = Fen::HashMap2018<FenHwConfig, Ulva::IntfEncap, WexIntfEncapHwConfig>;
-
    explicit WexPortEncapHwConfigList(Kestin::IntfId port) : port_(port) {}
    Fen::FwkType fwkType() const override;
 
    Kestin::IntfId port() const { return port_; }
-   // hwConfig(key), hwConfigHas, hwConfigIs(config), hwConfigDel(key),
-   // hwConfigDelAll(), hwConfigs()
-   FEN_COLLECTION_ACCESSORS(hwConfig, HwConfigMap, hwConfig_)
+   // FenHwConfig, HwConfigMap, hwConfig_ and its accessors: hwConfig(key),
+   // hwConfigHas, hwConfigIs(config), hwConfigDel(key), hwConfigDelAll(), hwConfigs().
+   FEN_COLLECTION(hwConfig, FenHwConfig, HwConfigMap, Ulva::IntfEncap, WexIntfEncapHwConfig,
+                  0xEEB06D1F, EncapKeyFunktor<WexIntfEncapHwConfig>)
 
 private:
    Kestin::IntfId const port_;
-   HwConfigMap hwConfig_;
 };
 
 // The bound attributes of WexIntfEncapSm, in attribute order (see
@@ -194,83 +187,6 @@ public:
    // The wanted config of an encap (from its own interface's list), or a default.
    WexIntfEncapHwConfig getHwConfig(Ulva::IntfEncap const& intfEncap) const;
 
-   // ---- tables ------------------------------------------------------------------------
-   // The keyed collections' types: a tag per map with its salt, and its key functor.
-   struct FenRetryNeeded {
-      static constexpr std::uint32_t salt = 0xAA0DF8DB;
-   };
-   struct FenPortDown {
-      static constexpr std::uint32_t salt = 0xB8605D12;
-   };
-   struct PortToHwConfigListKeyFunktor {
-      Kestin::IntfId operator()(Fen::Ptr<WexPortEncapHwConfigList> const& l) const {
-         return l->port();
-      }
-   };
-   struct FenPortToHwConfigList {
-      static constexpr std::uint32_t salt = 0x1F1ED09A;
-      using KeyFunktor = PortToHwConfigListKeyFunktor;
-   };
-   struct FenPortToLagCached {
-      static constexpr std::uint32_t salt = 0x55696FFD;
-   };
-   struct DecoderKeyFunktor {
-      Ulva::IntfEncap const& operator()(Fen::Ptr<WexEncapHwStatusDecoder> const& d) const {
-         return d->intfEncap();
-      }
-   };
-   using LagHwStatusDecoderKeyFunktor = DecoderKeyFunktor;
-   using SvcHwStatusDecoderKeyFunktor = DecoderKeyFunktor;
-   struct FenLagHwStatusDecoder {
-      static constexpr std::uint32_t salt = 0xA11445E8;
-      using KeyFunktor = LagHwStatusDecoderKeyFunktor;
-   };
-   struct FenIntfEncapSvcIntfCached {
-      static constexpr std::uint32_t salt = 0x99F8EDBC;
-   };
-   struct FenSvcHwStatusDecoder {
-      static constexpr std::uint32_t salt = 0x4ECC3302;
-      using KeyFunktor = SvcHwStatusDecoderKeyFunktor;
-   };
-   using RetryNeededSet = Fen::HashMap2018<FenRetryNeeded, Ulva::IntfEncap>;
-   using PortDownMap = Fen::HashMap2018<FenPortDown, Kestin::IntfId, bool>;
-   using PortToHwConfigListMap =
-       Fen::HashMap2018<FenPortToHwConfigList, Kestin::IntfId, Fen::Ptr<WexPortEncapHwConfigList>>;
-   using PortToLagCachedMap = Fen::HashMap2018<FenPortToLagCached, Kestin::IntfId, Kestin::IntfId>;
-   using LagHwStatusDecoderMap =
-       Fen::HashMap2018<FenLagHwStatusDecoder, Ulva::IntfEncap, Fen::Ptr<WexEncapHwStatusDecoder>>;
-   using IntfEncapSvcIntfCachedMap =
-       Fen::HashMap2018<FenIntfEncapSvcIntfCached, Ulva::IntfEncap, Kestin::IntfId>;
-   using SvcHwStatusDecoderMap =
-       Fen::HashMap2018<FenSvcHwStatusDecoder, Ulva::IntfEncap, Fen::Ptr<WexEncapHwStatusDecoder>>;
-
-   // Policies of the LAG and service aggregates: strict (the worst member wins).
-   static constexpr bool lagPartialHwSuccess = false;
-   static constexpr bool svcPartialHwSuccess = false;
-
-   bool initialized() const { return initialized_; }
-   void initializedIs(bool v) { initialized_ = v; }
-
-   // The platform's last word per encap, and the configs handed to the platform.
-   Ulva::IntfEncapHwStatusColl* hwStatusColl() const { return hwStatusColl_.ptr(); }
-   Fen::Ptr<Ulva::IntfEncapHwStatusColl> hwStatusCollIs(Fen::String const& name);
-   Fen::Ptr<Ulva::IntfEncapHwStatusColl> hwStatusCollDel();
-   WexIntfEncapHwConfigColl* hwConfigColl() const { return hwConfigColl_.ptr(); }
-   Fen::Ptr<WexIntfEncapHwConfigColl> hwConfigCollIs();
-   Fen::Ptr<WexIntfEncapHwConfigColl> hwConfigCollDel();
-
-   FEN_COLLECTION_ACCESSORS(retryNeeded, RetryNeededSet, retryNeeded_)
-   FEN_COLLECTION_ACCESSORS(portDown, PortDownMap, portDown_)
-   FEN_OWNED_COLLECTION_ACCESSORS(portToHwConfigList, PortToHwConfigListMap, portToHwConfigList_,
-                                  WexPortEncapHwConfigList)
-   FEN_COLLECTION_ACCESSORS(portToLagCached, PortToLagCachedMap, portToLagCached_)
-   FEN_OWNED_COLLECTION_ACCESSORS(lagHwStatusDecoder, LagHwStatusDecoderMap, lagHwStatusDecoder_,
-                                  WexEncapHwStatusDecoder)
-   FEN_COLLECTION_ACCESSORS(intfEncapSvcIntfCached, IntfEncapSvcIntfCachedMap,
-                            intfEncapSvcIntfCached_)
-   FEN_OWNED_COLLECTION_ACCESSORS(svcHwStatusDecoder, SvcHwStatusDecoderMap, svcHwStatusDecoder_,
-                                  WexEncapHwStatusDecoder)
-
    // The reactor attributes, in attribute order (used by the state machine shape).
    auto fenReactors() { return FEN_SM_TIE(WEX_INTF_ENCAP_SM_ATTRIBUTES); }
 
@@ -302,18 +218,64 @@ private:
    void publishEncapHwStatus(Ulva::IntfEncap const& rollupEncap, Ulva::IntfEncapHwStatus status);
 
    // Members in attribute order: wcsd_, serviceIntfFwdInfo_, serviceIntfHwStatus_,
-   // intfEncapServiceIntf_, intfEncapHwStatus_, remoteEncapHwStatus_, dynamicIntfEncap_.
+   // intfEncapServiceIntf_, intfEncapHwStatus_, remoteEncapHwStatus_,
+   // dynamicIntfEncap_, then initialized_, hwStatusColl_, hwConfigColl_; the keyed
+   // collections follow with the tables below.
    FEN_SM_MEMBERS(WEX_INTF_ENCAP_SM_ATTRIBUTES)
    bool initialized_ = false;
    Fen::Ptr<Ulva::IntfEncapHwStatusColl> hwStatusColl_;
    Fen::Ptr<WexIntfEncapHwConfigColl> hwConfigColl_;
-   RetryNeededSet retryNeeded_;
-   PortDownMap portDown_;
-   PortToHwConfigListMap portToHwConfigList_;
-   PortToLagCachedMap portToLagCached_;
-   LagHwStatusDecoderMap lagHwStatusDecoder_;
-   IntfEncapSvcIntfCachedMap intfEncapSvcIntfCached_;
-   SvcHwStatusDecoderMap svcHwStatusDecoder_;
+
+public:
+   // ---- tables ------------------------------------------------------------------------
+   // Policies of the LAG and service aggregates: strict (the worst member wins).
+   static constexpr bool lagPartialHwSuccess = false;
+   static constexpr bool svcPartialHwSuccess = false;
+
+   bool initialized() const { return initialized_; }
+   void initializedIs(bool v) { initialized_ = v; }
+
+   // The platform's last word per encap, and the configs handed to the platform.
+   Ulva::IntfEncapHwStatusColl* hwStatusColl() const { return hwStatusColl_.ptr(); }
+   Fen::Ptr<Ulva::IntfEncapHwStatusColl> hwStatusCollIs(Fen::String const& name);
+   Fen::Ptr<Ulva::IntfEncapHwStatusColl> hwStatusCollDel();
+   WexIntfEncapHwConfigColl* hwConfigColl() const { return hwConfigColl_.ptr(); }
+   Fen::Ptr<WexIntfEncapHwConfigColl> hwConfigCollIs();
+   Fen::Ptr<WexIntfEncapHwConfigColl> hwConfigCollDel();
+
+   // The key functors of the maps of owned objects.
+   struct PortToHwConfigListKeyFunktor {
+      Kestin::IntfId operator()(Fen::Ptr<WexPortEncapHwConfigList> const& l) const {
+         return l->port();
+      }
+   };
+   struct DecoderKeyFunktor {
+      Ulva::IntfEncap const& operator()(Fen::Ptr<WexEncapHwStatusDecoder> const& d) const {
+         return d->intfEncap();
+      }
+   };
+
+   // The keyed collections, in attribute order, each with its tag, map type,
+   // member and accessors: FenRetryNeeded, RetryNeededSet, retryNeeded_;
+   // FenPortDown, PortDownMap, portDown_; FenPortToHwConfigList,
+   // PortToHwConfigListMap, portToHwConfigList_; FenPortToLagCached,
+   // PortToLagCachedMap, portToLagCached_; FenLagHwStatusDecoder,
+   // LagHwStatusDecoderMap, lagHwStatusDecoder_; FenIntfEncapSvcIntfCached,
+   // IntfEncapSvcIntfCachedMap, intfEncapSvcIntfCached_; FenSvcHwStatusDecoder,
+   // SvcHwStatusDecoderMap, svcHwStatusDecoder_.
+   FEN_COLLECTION(retryNeeded, FenRetryNeeded, RetryNeededSet, Ulva::IntfEncap, void, 0xAA0DF8DB)
+   FEN_COLLECTION(portDown, FenPortDown, PortDownMap, Kestin::IntfId, bool, 0xB8605D12)
+   FEN_OWNED_COLLECTION(portToHwConfigList, FenPortToHwConfigList, PortToHwConfigListMap,
+                        Kestin::IntfId, WexPortEncapHwConfigList, 0x1F1ED09A,
+                        PortToHwConfigListKeyFunktor)
+   FEN_COLLECTION(portToLagCached, FenPortToLagCached, PortToLagCachedMap, Kestin::IntfId,
+                  Kestin::IntfId, 0x55696FFD)
+   FEN_OWNED_COLLECTION(lagHwStatusDecoder, FenLagHwStatusDecoder, LagHwStatusDecoderMap,
+                        Ulva::IntfEncap, WexEncapHwStatusDecoder, 0xA11445E8, DecoderKeyFunktor)
+   FEN_COLLECTION(intfEncapSvcIntfCached, FenIntfEncapSvcIntfCached, IntfEncapSvcIntfCachedMap,
+                  Ulva::IntfEncap, Kestin::IntfId, 0x99F8EDBC)
+   FEN_OWNED_COLLECTION(svcHwStatusDecoder, FenSvcHwStatusDecoder, SvcHwStatusDecoderMap,
+                        Ulva::IntfEncap, WexEncapHwStatusDecoder, 0x4ECC3302, DecoderKeyFunktor)
 };
 
 // The config that `config` puts on `port`: the port's encap with the same tags,

@@ -41,11 +41,6 @@ public:
    // fen_handleTestHwStatusColl_hwStatus, FenTestHwStatusColl.
    FEN_SM_REACTORS(WEX_TEST_INTF_ENCAP_SM_ATTRIBUTES)
 
-   struct FenTestHwConfigKey {
-      static constexpr std::uint32_t salt = 0x4454B385;
-   };
-   using TestHwConfigKeySet = Fen::HashMap2018<FenTestHwConfigKey, Ulva::IntfEncap>;
-
    // IntfEncapSmIs(inputs), or with the eight pointers of Inputs in its order.
    FEN_CREATOR(IntfEncapSm)
    // IntfEncapSm(Inputs const&), IntfEncapSm(eight pointers).
@@ -60,14 +55,16 @@ public:
 
    // testHwStatusColl().
    FEN_SM_GETTERS(WEX_TEST_INTF_ENCAP_SM_ATTRIBUTES)
-   FEN_COLLECTION_ACCESSORS(testHwConfigKey, TestHwConfigKeySet, testHwConfigKey_)
-
    auto fenReactors() { return FEN_SM_TIE(WEX_TEST_INTF_ENCAP_SM_ATTRIBUTES); }
 
 private:
    // testHwStatusColl_.
    FEN_SM_MEMBERS(WEX_TEST_INTF_ENCAP_SM_ATTRIBUTES)
-   TestHwConfigKeySet testHwConfigKey_;
+
+public:
+   // FenTestHwConfigKey, TestHwConfigKeySet, testHwConfigKey_ and its accessors.
+   FEN_COLLECTION(testHwConfigKey, FenTestHwConfigKey, TestHwConfigKeySet, Ulva::IntfEncap, void,
+                  0x4454B385)
 };
 
 // How an agent starts a simulated platform: by name,

@@ -45,21 +45,12 @@ class SubIntfStatusDir : public Fen::Notifier {
    FEN_COUNTED_CLASS("Interface::SubIntfStatusDir")
 
 public:
-   static constexpr Fen::AttributeId intfStatusAttributeId = 386;
-   struct FenIntfStatus {
-      static constexpr std::uint32_t salt = 0;
-      using KeyForm = Fen::HashHelper::KeyAndRhashLegacy;
-      using KeyFunktor = StatusKeyFunktor<SubIntfStatus>;
-   };
-   using IntfStatusMap = Fen::HashMap2018<FenIntfStatus, Kestin::IntfId, Fen::Ptr<SubIntfStatus>>;
-
    FEN_CREATOR(SubIntfStatusDir)
-
-   FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(intfStatus, IntfStatusMap, intfStatus_, SubIntfStatus,
-                                            intfStatusAttributeId, notifiees_)
-
-private:
-   IntfStatusMap intfStatus_;
+   // intfStatusAttributeId, FenIntfStatus, IntfStatusMap, intfStatus_ and its
+   // accessors.
+   FEN_NOTIFYING_OWNED_COLLECTION(intfStatus, FenIntfStatus, IntfStatusMap, 386, Kestin::IntfId,
+                                  SubIntfStatus, 0, StatusKeyFunktor<SubIntfStatus>,
+                                  Fen::HashHelper::KeyAndRhashLegacy)
 };
 
 Fen::Ptr<SubIntfStatusDir> subIntfStatusDirFactory();
@@ -88,24 +79,14 @@ class SubIntfStatusDir : public Fen::Notifier {
    FEN_COUNTED_CLASS("Interface::Hardware::SubIntfStatusDir")
 
 public:
-   static constexpr Fen::AttributeId hardwareStatusAttributeId = 258;
-   struct FenHardwareStatus {
-      static constexpr std::uint32_t salt = 0;
-      using KeyForm = Fen::HashHelper::KeyAndRhashLegacy;
-      using KeyFunktor = StatusKeyFunktor<SubIntfStatus>;
-   };
-   using HardwareStatusMap =
-       Fen::HashMap2018<FenHardwareStatus, Kestin::IntfId, Fen::Ptr<SubIntfStatus>>;
-
    FEN_CREATOR(SubIntfStatusDir)
-
-   // hardwareStatusIs(id) creates the entry or returns the existing one;
-   // hardwareStatusDel(id) gives back the removed entry, null if none.
-   FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(hardwareStatus, HardwareStatusMap, hardwareStatus_,
-                                            SubIntfStatus, hardwareStatusAttributeId, notifiees_)
-
-private:
-   HardwareStatusMap hardwareStatus_;
+   // hardwareStatusAttributeId, FenHardwareStatus, HardwareStatusMap,
+   // hardwareStatus_ and its accessors: hardwareStatusIs(id) creates the entry or
+   // returns the existing one; hardwareStatusDel(id) gives back the removed entry,
+   // null if none.
+   FEN_NOTIFYING_OWNED_COLLECTION(hardwareStatus, FenHardwareStatus, HardwareStatusMap, 258,
+                                  Kestin::IntfId, SubIntfStatus, 0, StatusKeyFunktor<SubIntfStatus>,
+                                  Fen::HashHelper::KeyAndRhashLegacy)
 };
 
 Fen::Ptr<SubIntfStatusDir> subIntfStatusDirFactory();

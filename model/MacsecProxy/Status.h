@@ -54,8 +54,6 @@ class Status : public Fen::Notifier {
    FEN_COUNTED_CLASS("MacsecProxy::Status")
 
 public:
-   static constexpr Fen::AttributeId proxySubIntfStatusAttributeId = 259;
-   static constexpr Fen::AttributeId proxyIntfAttributeId = 260;
    struct ProxySubIntfKeyFunktor {
       Kestin::IntfId operator()(Fen::Ptr<MacsecProxySubIntfStatus> const& s) const {
          return s->proxySubIntf();
@@ -66,30 +64,20 @@ public:
          return s->intf();
       }
    };
-   struct FenProxySubIntfStatus {
-      static constexpr std::uint32_t salt = 0;
-      using KeyForm = Fen::HashHelper::KeyAndRhashLegacy;
-      using KeyFunktor = ProxySubIntfKeyFunktor;
-   };
-   struct FenProxyIntf {
-      static constexpr std::uint32_t salt = 0;
-      using KeyForm = Fen::HashHelper::KeyAndRhashLegacy;
-      using KeyFunktor = ProxyIntfKeyFunktor;
-   };
-   using ProxySubIntfStatusMap =
-       Fen::HashMap2018<FenProxySubIntfStatus, Kestin::IntfId, Fen::Ptr<MacsecProxySubIntfStatus>>;
-   using ProxyIntfMap =
-       Fen::HashMap2018<FenProxyIntf, Kestin::IntfId, Fen::Ptr<MacsecProxyIntfStatus>>;
 
    FEN_CREATOR(Status)
 
-   // proxySubIntfStatusIs(id) creates the entry (or returns it); fields are set on
-   // the returned object, then `proxySubIntfStatusChanged(id)` announces them.
-   FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(proxySubIntfStatus, ProxySubIntfStatusMap,
-                                            proxySubIntfStatus_, MacsecProxySubIntfStatus,
-                                            proxySubIntfStatusAttributeId, notifiees_)
-   FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(proxyIntf, ProxyIntfMap, proxyIntf_,
-                                            MacsecProxyIntfStatus, proxyIntfAttributeId, notifiees_)
+   // proxySubIntfStatusAttributeId, FenProxySubIntfStatus, ProxySubIntfStatusMap,
+   // proxySubIntfStatus_; proxyIntfAttributeId, FenProxyIntf, ProxyIntfMap,
+   // proxyIntf_; with their accessors. proxySubIntfStatusIs(id) creates the entry
+   // (or returns it); fields are set on the returned object, then
+   // `proxySubIntfStatusChanged(id)` announces them.
+   FEN_NOTIFYING_OWNED_COLLECTION(proxySubIntfStatus, FenProxySubIntfStatus, ProxySubIntfStatusMap,
+                                  259, Kestin::IntfId, MacsecProxySubIntfStatus, 0,
+                                  ProxySubIntfKeyFunktor, Fen::HashHelper::KeyAndRhashLegacy)
+   FEN_NOTIFYING_OWNED_COLLECTION(proxyIntf, FenProxyIntf, ProxyIntfMap, 260, Kestin::IntfId,
+                                  MacsecProxyIntfStatus, 0, ProxyIntfKeyFunktor,
+                                  Fen::HashHelper::KeyAndRhashLegacy)
    // Announces a change made in place to the fields of a member.
    void proxySubIntfStatusChanged(Kestin::IntfId proxySubIntf) const {
       notifiees_.visit(proxySubIntfStatusAttributeId, &proxySubIntf);
@@ -97,10 +85,6 @@ public:
    void proxyIntfChanged(Kestin::IntfId intf) const {
       notifiees_.visit(proxyIntfAttributeId, &intf);
    }
-
-private:
-   ProxySubIntfStatusMap proxySubIntfStatus_;
-   ProxyIntfMap proxyIntf_;
 };
 
 Fen::Ptr<Status> statusFactory();

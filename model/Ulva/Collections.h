@@ -26,84 +26,53 @@ class IntfEncapHwStatusColl : public Fen::Notifier {
    FEN_COUNTED_CLASS("Ulva::IntfEncapHwStatusColl")
 
 public:
-   static constexpr Fen::AttributeId hwStatusAttributeId = 258;
-   struct FenHwStatus {
-      static constexpr std::uint32_t salt = 0x0614B468;
-   };
-   using HwStatusMap = Fen::HashMap2018<FenHwStatus, IntfEncap, IntfEncapHwStatus>;
-
    FEN_CREATOR(IntfEncapHwStatusColl)
    explicit IntfEncapHwStatusColl(Fen::String const& name) : name_(name) {}
 
    Fen::String const& name() const { return name_; }
-   FEN_NOTIFYING_COLLECTION_ACCESSORS(hwStatus, HwStatusMap, hwStatus_, hwStatusAttributeId,
-                                      notifiees_)
+   // hwStatusAttributeId, FenHwStatus, HwStatusMap, hwStatus_ and its accessors.
+   FEN_NOTIFYING_COLLECTION(hwStatus, FenHwStatus, HwStatusMap, 258, IntfEncap, IntfEncapHwStatus,
+                            0x0614B468)
 
 private:
    Fen::String const name_;
-   HwStatusMap hwStatus_;
 };
 
 class ServiceIntfHwStatusColl : public Fen::Notifier {
    FEN_COUNTED_CLASS("Ulva::ServiceIntfHwStatusColl")
 
 public:
-   static constexpr Fen::AttributeId hwStatusAttributeId = 258;
-   struct FenHwStatus {
-      static constexpr std::uint32_t salt = 0x491CF038;
-   };
-   using HwStatusMap = Fen::HashMap2018<FenHwStatus, Kestin::IntfId, IntfEncapHwStatus>;
-
    FEN_CREATOR(ServiceIntfHwStatusColl)
-
-   FEN_NOTIFYING_COLLECTION_ACCESSORS(hwStatus, HwStatusMap, hwStatus_, hwStatusAttributeId,
-                                      notifiees_)
-
-private:
-   HwStatusMap hwStatus_;
+   // hwStatusAttributeId, FenHwStatus, HwStatusMap, hwStatus_ and its accessors.
+   FEN_NOTIFYING_COLLECTION(hwStatus, FenHwStatus, HwStatusMap, 258, Kestin::IntfId,
+                            IntfEncapHwStatus, 0x491CF038)
 };
 
 class IntfEncapServiceIntfColl : public Fen::Notifier {
    FEN_COUNTED_CLASS("Ulva::IntfEncapServiceIntfColl")
 
 public:
-   static constexpr Fen::AttributeId serviceIntfAttributeId = 258;
-   struct FenServiceIntf {
-      static constexpr std::uint32_t salt = 0x7546BC2E;
-   };
-   using ServiceIntfMap = Fen::HashMap2018<FenServiceIntf, IntfEncap, Kestin::IntfId>;
-
    FEN_CREATOR(IntfEncapServiceIntfColl)
-
-   FEN_NOTIFYING_COLLECTION_ACCESSORS(serviceIntf, ServiceIntfMap, serviceIntf_,
-                                      serviceIntfAttributeId, notifiees_)
-
-private:
-   ServiceIntfMap serviceIntf_;
+   // serviceIntfAttributeId, FenServiceIntf, ServiceIntfMap, serviceIntf_ and its
+   // accessors.
+   FEN_NOTIFYING_COLLECTION(serviceIntf, FenServiceIntf, ServiceIntfMap, 258, IntfEncap,
+                            Kestin::IntfId, 0x7546BC2E)
 };
 
 class ServiceIntfFwdInfoColl : public Fen::Notifier {
    FEN_COUNTED_CLASS("Ulva::ServiceIntfFwdInfoColl")
 
 public:
-   static constexpr Fen::AttributeId fwdInfoAttributeId = 258;
    struct FwdInfoKeyFunktor {
       Kestin::IntfId operator()(ServiceIntfFwdInfo const& v) const { return v.serviceIntf(); }
    };
-   struct FenFwdInfo {
-      static constexpr std::uint32_t salt = 0xD2860C5F;
-      using KeyFunktor = FwdInfoKeyFunktor;
-   };
-   using FwdInfoMap = Fen::HashMap2018<FenFwdInfo, Kestin::IntfId, ServiceIntfFwdInfo>;
 
    FEN_CREATOR(ServiceIntfFwdInfoColl)
-
+   // fwdInfoAttributeId, FenFwdInfo, FwdInfoMap, fwdInfo_ and its accessors:
    // fwdInfoIs(value) takes the key from the value; fwdInfoDel gives back the
    // removed record, or the default record when nothing was there.
-   FEN_NOTIFYING_COLLECTION_ACCESSORS(fwdInfo, FwdInfoMap, fwdInfo_, fwdInfoAttributeId, notifiees_)
-
-private:
-   FwdInfoMap fwdInfo_;
+   FEN_NOTIFYING_COLLECTION(fwdInfo, FenFwdInfo, FwdInfoMap, 258, Kestin::IntfId,
+                            ServiceIntfFwdInfo, 0xD2860C5F, FwdInfoKeyFunktor)
 };
 
 Fen::Ptr<IntfEncapHwStatusColl> intfEncapHwStatusCollFactory(Fen::String const& name);

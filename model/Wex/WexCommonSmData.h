@@ -23,52 +23,27 @@ struct WexLagPort {
 // map's storage until one side changes, so portDel on a copy leaves the original.
 class WexLagPortList {
 public:
-   struct FenPort {
-      static constexpr std::uint32_t salt = 0x3B0A57C1;
-   };
-   using PortMap = Fen::HashMap2018<FenPort, Kestin::IntfId, WexLagPort>;
-
-   FEN_COLLECTION_ACCESSORS(port, PortMap, port_)
+   // FenPort, PortMap, port_ and its accessors.
+   FEN_COLLECTION(port, FenPort, PortMap, Kestin::IntfId, WexLagPort, 0x3B0A57C1)
 
    bool operator==(WexLagPortList const& o) const;
-
-private:
-   PortMap port_;
 };
 
 class WexCommonSmData : public Fen::Notifier {
    FEN_COUNTED_CLASS("Wex::WexCommonSmData")
 
 public:
-   static constexpr Fen::AttributeId portToLagAttributeId = 271;
-   static constexpr Fen::AttributeId lagToPortAttributeId = 272;
-   static constexpr Fen::AttributeId multiEncapIntfAttributeId = 273;
-   struct FenPortToLag {
-      static constexpr std::uint32_t salt = 0x1838FD10;
-   };
-   struct FenLagToPort {
-      static constexpr std::uint32_t salt = 0x77F226DA;
-   };
-   struct FenMultiEncapIntf {
-      static constexpr std::uint32_t salt = 0xD340FA52;
-   };
-   using PortToLagMap = Fen::HashMap2018<FenPortToLag, Kestin::IntfId, Kestin::IntfId>;
-   using LagToPortMap = Fen::HashMap2018<FenLagToPort, Kestin::IntfId, WexLagPortList>;
-   using MultiEncapIntfSet = Fen::HashMap2018<FenMultiEncapIntf, Kestin::IntfId>;
-
    FEN_CREATOR(WexCommonSmData)
 
-   FEN_NOTIFYING_COLLECTION_ACCESSORS(portToLag, PortToLagMap, portToLag_, portToLagAttributeId,
-                                      notifiees_)
-   FEN_NOTIFYING_COLLECTION_ACCESSORS(lagToPort, LagToPortMap, lagToPort_, lagToPortAttributeId,
-                                      notifiees_)
-   FEN_NOTIFYING_COLLECTION_ACCESSORS(multiEncapIntf, MultiEncapIntfSet, multiEncapIntf_,
-                                      multiEncapIntfAttributeId, notifiees_)
-
-private:
-   PortToLagMap portToLag_;
-   LagToPortMap lagToPort_;
-   MultiEncapIntfSet multiEncapIntf_;
+   // portToLagAttributeId, FenPortToLag, PortToLagMap, portToLag_; lagToPortAttributeId,
+   // FenLagToPort, LagToPortMap, lagToPort_; multiEncapIntfAttributeId,
+   // FenMultiEncapIntf, MultiEncapIntfSet, multiEncapIntf_; with their accessors.
+   FEN_NOTIFYING_COLLECTION(portToLag, FenPortToLag, PortToLagMap, 271, Kestin::IntfId,
+                            Kestin::IntfId, 0x1838FD10)
+   FEN_NOTIFYING_COLLECTION(lagToPort, FenLagToPort, LagToPortMap, 272, Kestin::IntfId,
+                            WexLagPortList, 0x77F226DA)
+   FEN_NOTIFYING_COLLECTION(multiEncapIntf, FenMultiEncapIntf, MultiEncapIntfSet, 273,
+                            Kestin::IntfId, void, 0xD340FA52)
 };
 
 Fen::Ptr<WexCommonSmData> wexCommonSmDataFactory();

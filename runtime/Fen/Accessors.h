@@ -11,6 +11,17 @@
 //   xDelAll()    removes all members
 //   xs()         the number of members
 //
+// A class declares a collection attribute whole with one of
+//   FEN_COLLECTION(x, Tag, MapT, Key, Value, salt, ...)
+//   FEN_OWNED_COLLECTION(x, Tag, MapT, Key, Class, salt, ...)
+//   FEN_NOTIFYING_COLLECTION(x, Tag, MapT, attributeId, Key, Value, salt, ...)
+//   FEN_NOTIFYING_OWNED_COLLECTION(x, Tag, MapT, attributeId, Key, Class, salt, ...)
+// which name the map's tag `Tag` (a Fen::MapTag of `salt` and the optional key
+// functor and key form given last), its type `MapT` (Value void for a set;
+// Fen::Ptr<Class> for owned objects), the notifying forms' `xAttributeId`, the
+// accessors below and the private member `x_`. They stand in the public part of
+// the class and leave it public; members are declared in the order of the macros.
+//
 // Each macro comes in a plain form (no notification; xDelAll is one step) and a
 // notifying form: the member changes first and the notifiee list is visited last,
 // with the key; a write of a value equal to the stored one is silent; xDelAll
@@ -151,3 +162,38 @@ typename Map::ValueType memberFindOrCreate(Map& map, Notify const& notify,
 #define FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(x, MapT, field, Class, attributeId, notifiees) \
    FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, MapT, field, Class,                                   \
                                        (::Fen::NotifyVia{notifiees, attributeId}))
+
+// ---- a collection attribute declared whole ---------------------------------------
+
+#define FEN_COLLECTION_MEMBER_(x, MapT) \
+                                        \
+private:                                \
+   MapT x##_;                           \
+                                        \
+public:
+
+#define FEN_COLLECTION(x, Tag, MapT, Key, Value, salt, ...)    \
+   using Tag = ::Fen::MapTag<salt __VA_OPT__(, ) __VA_ARGS__>; \
+   using MapT = ::Fen::HashMap2018<Tag, Key, Value>;           \
+   FEN_COLLECTION_ACCESSORS(x, MapT, x##_)                     \
+   FEN_COLLECTION_MEMBER_(x, MapT)
+
+#define FEN_OWNED_COLLECTION(x, Tag, MapT, Key, Class, salt, ...) \
+   using Tag = ::Fen::MapTag<salt __VA_OPT__(, ) __VA_ARGS__>;    \
+   using MapT = ::Fen::HashMap2018<Tag, Key, ::Fen::Ptr<Class>>;  \
+   FEN_OWNED_COLLECTION_ACCESSORS(x, MapT, x##_, Class)           \
+   FEN_COLLECTION_MEMBER_(x, MapT)
+
+#define FEN_NOTIFYING_COLLECTION(x, Tag, MapT, attributeId, Key, Value, salt, ...) \
+   static constexpr ::Fen::AttributeId x##AttributeId = attributeId;               \
+   using Tag = ::Fen::MapTag<salt __VA_OPT__(, ) __VA_ARGS__>;                     \
+   using MapT = ::Fen::HashMap2018<Tag, Key, Value>;                               \
+   FEN_NOTIFYING_COLLECTION_ACCESSORS(x, MapT, x##_, x##AttributeId, notifiees_)   \
+   FEN_COLLECTION_MEMBER_(x, MapT)
+
+#define FEN_NOTIFYING_OWNED_COLLECTION(x, Tag, MapT, attributeId, Key, Class, salt, ...)      \
+   static constexpr ::Fen::AttributeId x##AttributeId = attributeId;                          \
+   using Tag = ::Fen::MapTag<salt __VA_OPT__(, ) __VA_ARGS__>;                                \
+   using MapT = ::Fen::HashMap2018<Tag, Key, ::Fen::Ptr<Class>>;                              \
+   FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(x, MapT, x##_, Class, x##AttributeId, notifiees_) \
+   FEN_COLLECTION_MEMBER_(x, MapT)

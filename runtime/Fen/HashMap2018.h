@@ -10,6 +10,10 @@
 //      using KeyFunktor = HwStatusKeyFunktor;                  // optional: key inside the value
 //   };
 //
+// Fen::MapTag<salt, KeyFunktor, KeyForm> is that tag written in one line, the
+// optional members left void; a class's collection macros (Fen/Accessors.h)
+// declare their tags so.
+//
 // A member is a node: the key then the value (extern key), the value alone when a
 // KeyFunktor extracts the key from it (internal key, records and Fen::Ptr values
 // whose object holds its own key), or the key alone (set).
@@ -84,15 +88,28 @@ struct HashMap2018NodeExternKey {
                           HashMap2018NodeExternKey const&) = default;
 };
 
+// A map's tag in one line: the salt, and optionally the key functor and key form
+// (void: none).
+template <std::uint32_t saltValue, class KeyFunktorT = void, class KeyFormT = void>
+struct MapTag {
+   static constexpr std::uint32_t salt = saltValue;
+   using KeyFunktor = KeyFunktorT;
+   using KeyForm = KeyFormT;
+};
+
 namespace HashMap2018Detail {
+// A tag's KeyFunktor or KeyForm counts when it is there and not void (a
+// Fen::MapTag leaves what it is not given as void).
 template <class Tag>
 concept HasKeyFunktor = requires {
    typename Tag::KeyFunktor;
-};
+}
+&&!std::is_void_v<typename Tag::KeyFunktor>;
 template <class Tag>
 concept HasKeyForm = requires {
    typename Tag::KeyForm;
-};
+}
+&&!std::is_void_v<typename Tag::KeyForm>;
 
 template <class Tag>
 struct KeyFormOf {
