@@ -28,17 +28,13 @@ class SubIntfStatus : public Fen::Notifier {
    FEN_COUNTED_CLASS("Interface::SubIntfStatus")
 
 public:
-   static constexpr Fen::AttributeId programInHwAttributeId = 515;
-
    explicit SubIntfStatus(Kestin::IntfId intfId) : intfId_(intfId) {}
-
    Kestin::IntfId intfId() const { return intfId_; }
-   bool programInHw() const { return programInHw_; }
-   void programInHwIs(bool v);
+   // programInHwAttributeId, programInHw(), programInHwIs(v); false at first.
+   FEN_NOTIFYING_VALUE(programInHw, bool, 515, false)
 
 private:
    Kestin::IntfId const intfId_;
-   bool programInHw_ = false;
 };
 
 class SubIntfStatusDir : public Fen::Notifier {
@@ -61,18 +57,14 @@ class SubIntfStatus : public Fen::Notifier {
    FEN_COUNTED_CLASS("Interface::Hardware::SubIntfStatus")
 
 public:
-   static constexpr Fen::AttributeId hardwareSuccessAttributeId = 259;
-
    explicit SubIntfStatus(Kestin::IntfId intfId) : intfId_(intfId) {}
-
    Kestin::IntfId intfId() const { return intfId_; }
-   // False in a new entry.
-   bool hardwareSuccess() const { return hardwareSuccess_; }
-   void hardwareSuccessIs(bool v);
+   // hardwareSuccessAttributeId, hardwareSuccess(), hardwareSuccessIs(v); false
+   // in a new entry.
+   FEN_NOTIFYING_VALUE(hardwareSuccess, bool, 259, false)
 
 private:
    Kestin::IntfId const intfId_;
-   bool hardwareSuccess_ = false;
 };
 
 class SubIntfStatusDir : public Fen::Notifier {

@@ -163,6 +163,28 @@ typename Map::ValueType memberFindOrCreate(Map& map, Notify const& notify,
    FEN_OWNED_COLLECTION_ACCESSORS_WITH(x, MapT, field, Class,                                   \
                                        (::Fen::NotifyVia{notifiees, attributeId}))
 
+// ---- a single notifying attribute --------------------------------------------------
+
+// A value attribute `x` of type T that notifies: xAttributeId, x(), and xIs(v),
+// which stores and then notifies `attributeId` (with no key) when the value
+// changes; a write of the stored value is silent. The private member x_ starts
+// at `initial`. Stands in the public part of the class and leaves it public.
+#define FEN_NOTIFYING_VALUE(x, T, attributeId, initial)              \
+   static constexpr ::Fen::AttributeId x##AttributeId = attributeId; \
+   T x() const {                                                     \
+      return x##_;                                                   \
+   }                                                                 \
+   void x##Is(T v) {                                                 \
+      if (v == x##_) return;                                         \
+      x##_ = v;                                                      \
+      notifiees_.visit(x##AttributeId, nullptr);                     \
+   }                                                                 \
+                                                                     \
+private:                                                             \
+   T x##_ = initial;                                                 \
+                                                                     \
+public:
+
 // ---- a collection attribute declared whole ---------------------------------------
 
 #define FEN_COLLECTION_MEMBER_(x, MapT) \
