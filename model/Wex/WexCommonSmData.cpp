@@ -6,7 +6,7 @@ bool WexLagPortList::operator==(WexLagPortList const& o) const {
    if (port_.size() != o.port_.size()) return false;
    for (PortMap::IteratorConst it(port_); it; it.advance()) {
       auto const* theirs = o.port_[it.key()];
-      if (!theirs || !(theirs->value == it.currNodeNonStale()->value)) return false;
+      if (!theirs || theirs->value != it.currNodeNonStale()->value) return false;
    }
    return true;
 }

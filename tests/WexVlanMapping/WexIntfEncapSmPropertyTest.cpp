@@ -286,7 +286,7 @@ void System::check(StepEnd const& end) {
    // retry pass are not exact either.
    auto qualifies = [&](Ulva::IntfEncap const& k) {
       return statuses.hwStatusHas(k) && statuses.hwStatus(k) == hwStatusNotReady &&
-             configs.configHas(k) && !(configs.config(k) == WexIntfEncapHwConfig());
+             configs.configHas(k) && configs.config(k) != WexIntfEncapHwConfig();
    };
    std::set<Ulva::IntfEncap> candidates = retryKeys;
    candidates.insert(statusKeys.begin(), statusKeys.end());
@@ -307,17 +307,17 @@ void System::check(StepEnd const& end) {
    for (auto const& k : configKeys) {
       WexIntfEncapHwConfig const c = configs.config(k);
       WexIntfEncapHwConfig const c0 = withoutRetries(c);
-      if (!(c.intfEncap() == k)) violation(k, "config stored under another key");
+      if (c.intfEncap() != k) violation(k, "config stored under another key");
       if (c.retryCnt() > retryPasses) violation(k, "retryCnt above the number of retry passes");
       if (c.isLagMember()) {
          WexIntfEncapHwConfig const lagConfig =
              m.getHwConfig(Ulva::IntfEncap(c.lagId(), k.encap()));
-         bool const current = !(lagConfig == WexIntfEncapHwConfig()) &&
+         bool const current = lagConfig != WexIntfEncapHwConfig() &&
                               c0 == memberOf(lagConfig, k.intfId(), lagConfig.lagId());
          if (!current) violation(k, "member config of no wanted LAG config");
       } else {
          WexIntfEncapHwConfig const w = m.getHwConfig(k);
-         if (w == WexIntfEncapHwConfig() || !(c0 == w)) violation(k, "config that is not wanted");
+         if (w == WexIntfEncapHwConfig() || c0 != w) violation(k, "config that is not wanted");
          if (!c.isLag() && inPortToLag(k.intfId())) violation(k, "own config of a LAG member");
       }
    }
@@ -328,7 +328,7 @@ void System::check(StepEnd const& end) {
       if (inPortToLag(port) || down.count(port)) continue;
       auto const list = m.portToHwConfigList(port);
       for (auto const& k : keysOf(list->hwConfigMap())) {
-         if (!configKeys.count(k) || !(withoutRetries(configs.config(k)) == list->hwConfig(k))) {
+         if (!configKeys.count(k) || withoutRetries(configs.config(k)) != list->hwConfig(k)) {
             violation(k, "wanted config not programmed");
          }
       }
@@ -366,7 +366,7 @@ void System::check(StepEnd const& end) {
          auto const e = expected.find(k);
          if (e == expected.end()) {
             violation(k, "config of a LAG member that no config of its LAG asks for");
-         } else if (!(withoutRetries(configs.config(k)) == e->second)) {
+         } else if (withoutRetries(configs.config(k)) != e->second) {
             violation(k, "member config differs from its LAG's config");
          }
       }
@@ -490,7 +490,7 @@ struct DynamicSet : Step {
       info.egressEncapIs(egress);
       info.sourceIs(source);
       info.serviceIntfIs(svc);
-      bool const changes = !(s.dynamic->entry(e) == info);
+      bool const changes = s.dynamic->entry(e) != info;
       s.dynamic->entryIs(info);
       s.check({changes ? std::optional(e) : std::nullopt});
    }
