@@ -1,7 +1,7 @@
 #include "WexVlanMapping/WexEncapHwStatusDecoder.h"
 
 #include "Fen/Assert.h"
-#include "WexVlanMapping/WexIntfEncapSmModule.h"
+#include "WexVlanMapping/WexModules.h"
 
 namespace WexVlanMapping {
 

@@ -25,7 +25,7 @@
 #include "Kestin/IntfId.h"
 #include "Ulva/IntfEncap.h"
 #include "Ulva/ServiceIntfFwdInfo.h"
-#include "WexVlanMapping/WexIntfEncapModule.h"
+#include "WexVlanMapping/WexModules.h"
 
 namespace WexVlanMapping {
 

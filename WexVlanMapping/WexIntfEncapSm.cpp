@@ -2,7 +2,7 @@
 
 #include "Fen/Assert.h"
 #include "Gantry/Trace.h"
-#include "WexVlanMapping/WexIntfEncapSmModule.h"
+#include "WexVlanMapping/WexModules.h"
 
 namespace WexVlanMapping {
 
@@ -260,8 +260,7 @@ void WexIntfEncapSm::doAddHwConfig(WexIntfEncapHwConfig const& hwConfig) {
    if (hwConfig.isLag()) {
       Wex::WexLagPortList const ports = lagPortsOf(*wcsd(), hwConfig.lagId());
       Fen::forEachKey(ports.portMap(), [&](Kestin::IntfId port) {
-         doAddPortHwConfig(
-             portHwConfigOf(hwConfig, port, hwConfig.lagId()));
+         doAddPortHwConfig(portHwConfigOf(hwConfig, port, hwConfig.lagId()));
       });
    }
 }

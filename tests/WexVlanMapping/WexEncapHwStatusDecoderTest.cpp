@@ -15,7 +15,7 @@
 #include "Ulva/IntfEncapHwStatus.h"
 #include "Ulva/VlanTag.h"
 #include "WexVlanMapping/WexEncapHwStatusDecoder.h"
-#include "WexVlanMapping/WexIntfEncapSmModule.h"
+#include "WexVlanMapping/WexModules.h"
 
 namespace {
 

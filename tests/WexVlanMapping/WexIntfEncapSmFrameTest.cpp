@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "EncapSmTestKit.h"
-#include "WexVlanMapping/WexIntfEncapSmModule.h"
+#include "WexVlanMapping/WexModules.h"
 
 namespace TestSupport {
 namespace {

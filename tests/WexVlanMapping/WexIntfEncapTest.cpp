@@ -25,7 +25,7 @@
 #include "Ulva/ServiceIntfFwdInfo.h"
 #include "Ulva/VlanTag.h"
 #include "WexVlanMapping/WexIntfEncap.h"
-#include "WexVlanMapping/WexIntfEncapModule.h"
+#include "WexVlanMapping/WexModules.h"
 
 namespace {
 

@@ -1,0 +1,31 @@
+// The modules of the library's units and the indices of their types: what
+// fwkType() of each counted class answers, (module, index).
+#pragma once
+
+#include <cstdint>
+
+#include "Fen/Module.h"
+
+namespace WexVlanMapping {
+
+// WexIntfEncap: the encap records and collections.
+extern Fen::FenModule const wexIntfEncapModule;
+enum WexIntfEncapType : std::uint16_t {
+   wexIntfEncapTypeWexIntfEncapSource = 0,
+   wexIntfEncapTypeWexDynamicIntfEncapInfo = 1,
+   wexIntfEncapTypeWexDynamicIntfEncapColl = 2,
+   wexIntfEncapTypeWexIntfEncapHwConfig = 3,
+   wexIntfEncapTypeWexIntfEncapHwConfigColl = 4,
+   wexIntfEncapTypeSupportedEncapServiceTypes = 5,
+};
+
+// WexIntfEncapSm: the interface encap state machine, its per-port lists and the
+// status decoder.
+extern Fen::FenModule const wexIntfEncapSmModule;
+enum WexIntfEncapSmType : std::uint16_t {
+   wexIntfEncapSmTypeWexPortEncapHwConfigList = 0,
+   wexIntfEncapSmTypeWexEncapHwStatusDecoder = 1,
+   wexIntfEncapSmTypeWexIntfEncapSm = 2,
+};
+
+}  // namespace WexVlanMapping
