@@ -84,8 +84,13 @@ struct Switch {
    }
    void unwant(std::size_t i) { wanted->serviceIntfDel(encapOf(i)); }
    void start() {
-      sm = WexVlanMappingTest::intfEncapSmFactory(wcsd, fwd, svcStatus, wanted, published, nullptr,
-                                                  dynamic, hw);
+      sm = WexVlanMappingTest::intfEncapSmFactory({.wcsd = wcsd,
+                                                   .serviceIntfFwdInfo = fwd,
+                                                   .serviceIntfHwStatus = svcStatus,
+                                                   .intfEncapServiceIntf = wanted,
+                                                   .intfEncapHwStatus = published,
+                                                   .dynamicIntfEncap = dynamic,
+                                                   .testHwStatusColl = hw});
    }
 };
 

@@ -117,9 +117,14 @@ public:
          dynamic_(WexVlanMapping::wexDynamicIntfEncapCollFactory()),
          hw_(Ulva::intfEncapHwStatusCollFactory("testHwStatus")),
          sm_(WexVlanMappingTest::intfEncapSmFactory(
-             wcsd_, fwd_, svcStatus_, wanted_, published_,
-             withRemote ? Fen::Ptr<Ulva::IntfEncapHwStatusColl const>(remote_) : nullptr, dynamic_,
-             hw_)) {}
+             {.wcsd = wcsd_,
+              .serviceIntfFwdInfo = fwd_,
+              .serviceIntfHwStatus = svcStatus_,
+              .intfEncapServiceIntf = wanted_,
+              .intfEncapHwStatus = published_,
+              .remoteEncapHwStatus = withRemote ? remote_ : nullptr,
+              .dynamicIntfEncap = dynamic_,
+              .testHwStatusColl = hw_})) {}
 
    void run(std::vector<std::string> const& words);
    Picture picture() const;

@@ -39,9 +39,14 @@ void SmFixture::startRecording(bool withRemote) {
 }
 
 void SmFixture::startSimulated(bool withRemote) {
-   simulated = intfEncapSmFactory(
-       wcsd, fwd, svcStatus, wanted, published,
-       withRemote ? Fen::Ptr<Ulva::IntfEncapHwStatusColl const>(remote) : nullptr, dynamic, hw);
+   simulated = intfEncapSmFactory({.wcsd = wcsd,
+                                   .serviceIntfFwdInfo = fwd,
+                                   .serviceIntfHwStatus = svcStatus,
+                                   .intfEncapServiceIntf = wanted,
+                                   .intfEncapHwStatus = published,
+                                   .remoteEncapHwStatus = withRemote ? remote : nullptr,
+                                   .dynamicIntfEncap = dynamic,
+                                   .testHwStatusColl = hw});
 }
 
 WexVlanMapping::WexIntfEncapSm& SmFixture::machine() const {
