@@ -2,7 +2,7 @@
 # Installs the build and test dependencies on a Debian machine when missing.
 set -euo pipefail
 pkgs=(g++ cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev libabsl-dev
-      librapidcheck-dev libspdlog-dev python3)
+      librapidcheck-dev libspdlog-dev python3 clang clang-format)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

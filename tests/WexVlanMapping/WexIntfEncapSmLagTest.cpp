@@ -165,7 +165,8 @@ TEST_F(WexIntfEncapSmLag, MoveBetweenLagsIsAFullLeaveThenAFullJoin) {
    // The own config comes back with the leave and goes again with the join.
    EXPECT_THAT(sm().callKeys(), ElementsAre("delete Ethernet1 200", "add Ethernet1 100",
                                             "delete Ethernet1 100", "add Ethernet1 300"));
-   EXPECT_THAT(hookConfigs(sm()), ElementsAre(ethMemberConfig, ownConfig, ownConfig, member2Config));
+   EXPECT_THAT(hookConfigs(sm()),
+               ElementsAre(ethMemberConfig, ownConfig, ownConfig, member2Config));
    EXPECT_THAT(
        trace.lines(),
        ElementsAre(
