@@ -45,63 +45,22 @@ void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst 
    *out = static_cast<WexIntfEncapSource>(value);
 }
 
-namespace {
-// The opening of both records' string form and the three fields they share, in
-// field order.
-void parseRecordHead(Fen::String::IteratorConst& begin, Fen::String::IteratorConst const& end,
-                     char const* opening, Ulva::IntfEncap& intfEncap,
-                     Ulva::VlanTagEncap& egressEncap, WexIntfEncapSource& source) {
-   Fen::needString(begin, end, opening);
-   Fen::needString(begin, end, "'intfEncap': ");
-   intfEncap = Fen::deserializeAttr<Ulva::IntfEncap>(begin, end, "intfEncap");
-   Fen::needString(begin, end, ", 'egressEncap': ");
-   egressEncap = Fen::deserializeAttr<Ulva::VlanTagEncap>(begin, end, "egressEncap");
-   Fen::needString(begin, end, ", 'source': ");
-   source = Fen::deserializeAttr<WexIntfEncapSource>(begin, end, "source");
-}
-}  // namespace
-
 WexDynamicIntfEncapInfo::WexDynamicIntfEncapInfo(Fen::String::IteratorConst& begin,
                                                  Fen::String::IteratorConst const& end) {
-   parseRecordHead(begin, end, "Value('WexVlanMapping::WexDynamicIntfEncapInfo', ** {", intfEncap_,
-                   egressEncap_, source_);
-   Fen::needString(begin, end, ", 'serviceIntf': ");
-   serviceIntf_ = Fen::deserializeAttr<Kestin::IntfId>(begin, end, "serviceIntf");
-   Fen::needString(begin, end, "})");
+   Fen::recordParse(*this, begin, end);
 }
 
 WexIntfEncapHwConfig::WexIntfEncapHwConfig(Fen::String::IteratorConst& begin,
                                            Fen::String::IteratorConst const& end) {
-   parseRecordHead(begin, end, "Value('WexVlanMapping::WexIntfEncapHwConfig', ** {", intfEncap_,
-                   egressEncap_, source_);
-   Fen::needString(begin, end, ", 'fwdInfo': ");
-   try {
-      fwdInfo_ = Ulva::ServiceIntfFwdInfo(begin, end);
-   } catch (Fen::RangeException const& e) {
-      Fen::rethrowFromDeserializeAttr(e, "fwdInfo");
-   }
-   Fen::needString(begin, end, ", 'lagId': ");
-   lagId_ = Fen::deserializeAttr<Kestin::IntfId>(begin, end, "lagId");
-   Fen::needString(begin, end, ", 'retryCnt': ");
-   retryCnt_ = Fen::deserializeAttr<std::uint32_t>(begin, end, "retryCnt");
-   Fen::needString(begin, end, "})");
+   Fen::recordParse(*this, begin, end);
 }
 
 Fen::String valueToStrep(WexDynamicIntfEncapInfo const& info) {
-   return Fen::format(
-       "Value('WexVlanMapping::WexDynamicIntfEncapInfo', ** {'intfEncap': %s, 'egressEncap': %s, "
-       "'source': %s, 'serviceIntf': %s})",
-       valueToStrep(info.intfEncap()).charPtr(), valueToStrep(info.egressEncap()).charPtr(),
-       valueToStrep(info.source()).charPtr(), valueToStrep(info.serviceIntf()).charPtr());
+   return Fen::recordToStrep(info);
 }
 
 Fen::String valueToStrep(WexIntfEncapHwConfig const& config) {
-   return Fen::format(
-       "Value('WexVlanMapping::WexIntfEncapHwConfig', ** {'intfEncap': %s, 'egressEncap': %s, "
-       "'source': %s, 'fwdInfo': %s, 'lagId': %s, 'retryCnt': %u})",
-       valueToStrep(config.intfEncap()).charPtr(), valueToStrep(config.egressEncap()).charPtr(),
-       valueToStrep(config.source()).charPtr(), valueToStrep(config.fwdInfo()).charPtr(),
-       valueToStrep(config.lagId()).charPtr(), unsigned{config.retryCnt()});
+   return Fen::recordToStrep(config);
 }
 
 std::ostream& operator<<(std::ostream& os, WexDynamicIntfEncapInfo const& info) {
@@ -110,26 +69,6 @@ std::ostream& operator<<(std::ostream& os, WexDynamicIntfEncapInfo const& info) 
 
 std::ostream& operator<<(std::ostream& os, WexIntfEncapHwConfig const& config) {
    return os << valueToStrep(config);
-}
-
-std::uint32_t WexDynamicIntfEncapInfo::hash(std::uint32_t seed) const {
-   Fen::Hash h(seed);
-   h.hashMix<4>(intfEncap_.hash(0));
-   h.hashMix<4>(egressEncap_.hash(0));
-   h.hashMix<4>(source_);
-   h.hashMix<4>(serviceIntf_.hash());
-   return h.result();
-}
-
-std::uint32_t WexIntfEncapHwConfig::hash(std::uint32_t seed) const {
-   Fen::Hash h(seed);
-   h.hashMix<4>(intfEncap_.hash(0));
-   h.hashMix<4>(egressEncap_.hash(0));
-   h.hashMix<4>(source_);
-   h.hashMix<4>(fwdInfo_.hash(0));
-   h.hashMix<4>(lagId_.hash());
-   h.hashMix<4>(retryCnt_);
-   return h.result();
 }
 
 Ulva::IntfEncap WexIntfEncapHwConfig::parentIntfEncap() const {

@@ -20,6 +20,7 @@
 
 #include "Fen/Accessors.h"
 #include "Fen/Reactor.h"
+#include "Fen/Record.h"
 #include "Fen/Strep.h"
 #include "Fen/String.h"
 #include "Kestin/IntfId.h"
@@ -62,17 +63,24 @@ public:
    Kestin::IntfId serviceIntf() const { return serviceIntf_; }
    void serviceIntfIs(Kestin::IntfId id) { serviceIntf_ = id; }
 
-   bool operator==(WexDynamicIntfEncapInfo const& o) const {
-      return intfEncap_ == o.intfEncap_ && egressEncap_ == o.egressEncap_ && source_ == o.source_ &&
-             serviceIntf_ == o.serviceIntf_;
-   }
-   std::uint32_t hash(std::uint32_t seed) const;
+   // Every field, in field order.
+   bool operator==(WexDynamicIntfEncapInfo const& o) const { return Fen::recordEqual(*this, o); }
+   std::uint32_t hash(std::uint32_t seed) const { return Fen::recordHash(*this, seed); }
 
 private:
    Ulva::IntfEncap intfEncap_;
    Ulva::VlanTagEncap egressEncap_;
    WexIntfEncapSource source_ = staticEncap;
    Kestin::IntfId serviceIntf_;
+
+public:
+   // The fields, in declaration order (see Fen/Record.h).
+   using FenFields =
+       Fen::Fields<"WexVlanMapping::WexDynamicIntfEncapInfo",
+                   Fen::Field<&WexDynamicIntfEncapInfo::intfEncap_, "intfEncap", Fen::ctorOnly>,
+                   Fen::Field<&WexDynamicIntfEncapInfo::egressEncap_, "egressEncap">,
+                   Fen::Field<&WexDynamicIntfEncapInfo::source_, "source">,
+                   Fen::Field<&WexDynamicIntfEncapInfo::serviceIntf_, "serviceIntf">>;
 };
 
 class WexIntfEncapHwConfig {
@@ -99,21 +107,16 @@ public:
    void retryCntInc(std::uint32_t delta) & { retryCnt_ += delta; }
 
    // The configuration of a LAG itself.
-   bool isLag() const { return !(lagId_ == Kestin::IntfId()) && lagId_ == intfEncap_.intfId(); }
+   bool isLag() const { return lagId_ != Kestin::IntfId() && lagId_ == intfEncap_.intfId(); }
    // The configuration of a port in a LAG.
-   bool isLagMember() const {
-      return !(lagId_ == Kestin::IntfId()) && !(lagId_ == intfEncap_.intfId());
-   }
+   bool isLagMember() const { return lagId_ != Kestin::IntfId() && lagId_ != intfEncap_.intfId(); }
    // The LAG's encap for a member (same tags, the LAG in place of the port); the
    // own encap in every other case.
    Ulva::IntfEncap parentIntfEncap() const;
 
    // Every field, in field order; a different retryCnt makes a different config.
-   bool operator==(WexIntfEncapHwConfig const& o) const {
-      return intfEncap_ == o.intfEncap_ && egressEncap_ == o.egressEncap_ && source_ == o.source_ &&
-             fwdInfo_ == o.fwdInfo_ && lagId_ == o.lagId_ && retryCnt_ == o.retryCnt_;
-   }
-   std::uint32_t hash(std::uint32_t seed) const;
+   bool operator==(WexIntfEncapHwConfig const& o) const { return Fen::recordEqual(*this, o); }
+   std::uint32_t hash(std::uint32_t seed) const { return Fen::recordHash(*this, seed); }
 
 private:
    Ulva::IntfEncap intfEncap_;
@@ -122,6 +125,18 @@ private:
    Ulva::ServiceIntfFwdInfo fwdInfo_;
    Kestin::IntfId lagId_;
    std::uint32_t retryCnt_ = 0;
+
+public:
+   // The fields, in declaration order (see Fen/Record.h); the derived members
+   // (isLag, isLagMember, parentIntfEncap) are not fields.
+   using FenFields =
+       Fen::Fields<"WexVlanMapping::WexIntfEncapHwConfig",
+                   Fen::Field<&WexIntfEncapHwConfig::intfEncap_, "intfEncap", Fen::ctorOnly>,
+                   Fen::Field<&WexIntfEncapHwConfig::egressEncap_, "egressEncap">,
+                   Fen::Field<&WexIntfEncapHwConfig::source_, "source">,
+                   Fen::Field<&WexIntfEncapHwConfig::fwdInfo_, "fwdInfo", Fen::ctorOnly>,
+                   Fen::Field<&WexIntfEncapHwConfig::lagId_, "lagId", Fen::ctorOnly>,
+                   Fen::Field<&WexIntfEncapHwConfig::retryCnt_, "retryCnt">>;
 };
 
 // String forms, one line each, parsed back by the parsing constructors and by
