@@ -9,18 +9,11 @@ std::ostream& operator<<(std::ostream& os, IntfEncap const& e) {
 }
 
 IntfEncap::IntfEncap(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end) {
-   Fen::needString(it, end, "Value('Ulva::IntfEncap', ** {");
-   Fen::needString(it, end, "'intfId': ");
-   intfId_ = Fen::deserializeAttr<Kestin::IntfId>(it, end, "intfId");
-   Fen::needString(it, end, ", 'encap': ");
-   encap_ = Fen::deserializeAttr<VlanTagEncap>(it, end, "encap");
-   Fen::needString(it, end, "})");
+   Fen::recordParse(*this, it, end);
 }
 
 Fen::String valueToStrep(IntfEncap const& e) {
-   return Fen::format("Value('Ulva::IntfEncap', ** {'intfId': %s, 'encap': %s})",
-                      Kestin::valueToStrep(e.intfId()).charPtr(),
-                      valueToStrep(e.encap()).charPtr());
+   return Fen::recordToStrep(e);
 }
 
 }  // namespace Ulva

@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "Fen/Hash.h"
+#include "Fen/Record.h"
 #include "Kestin/IntfId.h"
 #include "Ulva/VlanTag.h"
 
@@ -23,11 +24,13 @@ public:
    Kestin::IntfId intfId() const { return intfId_; }
    VlanTagEncap const& encap() const { return encap_; }
 
-   bool operator==(IntfEncap const& o) const { return intfId_ == o.intfId_ && encap_ == o.encap_; }
+   bool operator==(IntfEncap const& o) const { return Fen::recordEqual(*this, o); }
    bool operator<(IntfEncap const& o) const {
       return intfId_ < o.intfId_ || (intfId_ == o.intfId_ && encap_ < o.encap_);
    }
-   // Seeded 32-bit hash: the id and the tags, mixed as two words.
+   // Seeded 32-bit hash, packed: the id and the tags mixed as two words, the flags
+   // only when set. The key of nearly every map: written out so that it stays
+   // two mixes.
    std::uint32_t hash(std::uint32_t seed) const {
       Fen::Hash h(seed);
       h.hashMix<8>(intfId_.value());
@@ -39,6 +42,12 @@ public:
 private:
    Kestin::IntfId intfId_;
    VlanTagEncap encap_;
+
+public:
+   // The fields, in declaration order (see Fen/Record.h).
+   using FenFields =
+       Fen::Fields<"Ulva::IntfEncap", Fen::Field<&IntfEncap::intfId_, "intfId", Fen::ctorOnly>,
+                   Fen::Field<&IntfEncap::encap_, "encap", Fen::ctorOnly>>;
 };
 
 // "(Ethernet3/1, 100:0x8100, 4095:0x8100)"

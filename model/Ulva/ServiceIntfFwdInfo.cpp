@@ -37,22 +37,11 @@ void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst 
 
 ServiceIntfFwdInfo::ServiceIntfFwdInfo(Fen::String::IteratorConst& it,
                                        Fen::String::IteratorConst const& end) {
-   Fen::needString(it, end, "Value('Ulva::ServiceIntfFwdInfo', ** {");
-   Fen::needString(it, end, "'serviceIntf': ");
-   serviceIntf_ = Fen::deserializeAttr<Kestin::IntfId>(it, end, "serviceIntf");
-   Fen::needString(it, end, ", 'serviceType': ");
-   serviceType_ = Fen::deserializeAttr<ServiceIntfType>(it, end, "serviceType");
-   Fen::needString(it, end, ", 'fwdData': ");
-   fwdData_ = Fen::deserializeAttr<std::uint16_t>(it, end, "fwdData");
-   Fen::needString(it, end, "})");
+   Fen::recordParse(*this, it, end);
 }
 
 Fen::String valueToStrep(ServiceIntfFwdInfo const& info) {
-   return Fen::format(
-       "Value('Ulva::ServiceIntfFwdInfo', ** {'serviceIntf': %s, 'serviceType': %s, "
-       "'fwdData': %u})",
-       Kestin::valueToStrep(info.serviceIntf()).charPtr(),
-       valueToStrep(info.serviceType()).charPtr(), unsigned{info.fwdData()});
+   return Fen::recordToStrep(info);
 }
 
 }  // namespace Ulva

@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "Fen/Hash.h"
+#include "Fen/Record.h"
 #include "Kestin/IntfId.h"
 
 namespace Ulva {
@@ -42,10 +43,8 @@ public:
    std::uint16_t fwdData() const { return fwdData_; }
    void fwdDataIs(std::uint16_t d) { fwdData_ = d; }
 
-   bool operator==(ServiceIntfFwdInfo const& o) const {
-      return serviceIntf_ == o.serviceIntf_ && serviceType_ == o.serviceType_ &&
-             fwdData_ == o.fwdData_;
-   }
+   bool operator==(ServiceIntfFwdInfo const& o) const { return Fen::recordEqual(*this, o); }
+   // Seeded 32-bit hash, packed: the id as one word, type and data as another.
    std::uint32_t hash(std::uint32_t seed) const {
       Fen::Hash h(seed);
       h.hashMix<8>(serviceIntf_.value());
@@ -57,6 +56,14 @@ private:
    Kestin::IntfId serviceIntf_;
    ServiceIntfType serviceType_ = serviceIntfTypeDefault;
    std::uint16_t fwdData_ = 0;
+
+public:
+   // The fields, in declaration order (see Fen/Record.h).
+   using FenFields =
+       Fen::Fields<"Ulva::ServiceIntfFwdInfo",
+                   Fen::Field<&ServiceIntfFwdInfo::serviceIntf_, "serviceIntf", Fen::ctorOnly>,
+                   Fen::Field<&ServiceIntfFwdInfo::serviceType_, "serviceType">,
+                   Fen::Field<&ServiceIntfFwdInfo::fwdData_, "fwdData">>;
 };
 
 std::ostream& operator<<(std::ostream& os, ServiceIntfFwdInfo const& info);

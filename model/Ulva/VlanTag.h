@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "Bridging/VlanTpid.h"
+#include "Fen/Record.h"
 #include "Fen/String.h"
 
 namespace Ulva {
@@ -30,9 +31,7 @@ public:
    std::uint8_t tagFlags() const { return tagFlags_; }
    void tagFlagsIs(std::uint8_t flags) { tagFlags_ = flags; }
 
-   bool operator==(VlanTag const& o) const {
-      return vid_ == o.vid_ && tpid_ == o.tpid_ && tagFlags_ == o.tagFlags_;
-   }
+   bool operator==(VlanTag const& o) const { return Fen::recordEqual(*this, o); }
    bool operator<(VlanTag const& o) const { return packed() < o.packed(); }
    // vid, tpid and flags in one word, in field order.
    std::uint64_t packed() const {
@@ -40,9 +39,20 @@ public:
    }
 
 private:
+   // The vid of the string form: any number above 4097, however long, is refused
+   // with the message of vidIs.
+   static void parseVid(VlanTag& tag, Fen::String::IteratorConst& it,
+                        Fen::String::IteratorConst const& end);
+
    std::uint16_t vid_ = vidDefault;
    Bridging::VlanTpid tpid_ = Bridging::vlanTpid8100;
    std::uint8_t tagFlags_ = 0;
+
+public:
+   // The fields, in declaration order (see Fen/Record.h).
+   using FenFields = Fen::Fields<
+       "Ulva::VlanTag", Fen::Field<&VlanTag::vid_, "vid", Fen::writable, &VlanTag::parseVid>,
+       Fen::Field<&VlanTag::tpid_, "tpid">, Fen::Field<&VlanTag::tagFlags_, "tagFlags">>;
 };
 
 // Builds a tag from numbers (refusing a vid above 4097).
@@ -60,12 +70,12 @@ public:
    VlanTag const& innerTag() const { return innerTag_; }
    void innerTagIs(VlanTag const& t) { innerTag_ = t; }
 
-   bool operator==(VlanTagEncap const& o) const {
-      return outerTag_ == o.outerTag_ && innerTag_ == o.innerTag_;
-   }
+   bool operator==(VlanTagEncap const& o) const { return Fen::recordEqual(*this, o); }
    bool operator<(VlanTagEncap const& o) const {
       return outerTag_ < o.outerTag_ || (outerTag_ == o.outerTag_ && innerTag_ < o.innerTag_);
    }
+   // Seeded 32-bit hash, packed: both tags as one word, the flags only when set
+   // (the key of nearly every map hashes through it).
    std::uint32_t hash(std::uint32_t seed) const;
    // vids and tpids of both tags in one word.
    std::uint64_t tagWord() const {
@@ -80,6 +90,12 @@ public:
 private:
    VlanTag outerTag_;
    VlanTag innerTag_;
+
+public:
+   // The fields, in declaration order (see Fen/Record.h).
+   using FenFields =
+       Fen::Fields<"Ulva::VlanTagEncap", Fen::Field<&VlanTagEncap::outerTag_, "outerTag">,
+                   Fen::Field<&VlanTagEncap::innerTag_, "innerTag">>;
 };
 
 std::ostream& operator<<(std::ostream& os, VlanTag const& tag);
