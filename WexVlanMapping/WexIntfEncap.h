@@ -157,55 +157,38 @@ template <class Record>
 struct EncapKeyFunktor {
    Ulva::IntfEncap const& operator()(Record const& r) const { return r.intfEncap(); }
 };
-using EntryKeyFunktor = EncapKeyFunktor<WexDynamicIntfEncapInfo>;
-using ConfigKeyFunktor = EncapKeyFunktor<WexIntfEncapHwConfig>;
 
-// The shape of the two notifying collections of records: one map of `Record`
-// keyed by its encap, whose every real change notifies attribute 130 with the
-// key. The derived class names the attribute through the accessor macro.
-template <class Record, std::uint32_t saltValue, WexIntfEncapType typeIndex>
+// The two notifying collections of records share their type's module; each is one
+// map of records keyed by their encap, whose every real change notifies
+// attribute 130 with the key.
+template <WexIntfEncapType typeIndex>
 class WexEncapRecordColl : public Fen::Notifier {
 public:
-   static constexpr Fen::AttributeId recordAttributeId = 130;
-   struct FenRecord {
-      static constexpr std::uint32_t salt = saltValue;
-      using KeyFunktor = EncapKeyFunktor<Record>;
-   };
-   using RecordMap = Fen::HashMap2018<FenRecord, Ulva::IntfEncap, Record>;
-
    Fen::FwkType fwkType() const override { return {&wexIntfEncapModule, typeIndex}; }
-
-protected:
-   RecordMap records_;
 };
 
-class WexDynamicIntfEncapColl : public WexEncapRecordColl<WexDynamicIntfEncapInfo, 0x9296EEE7,
-                                                          wexIntfEncapTypeWexDynamicIntfEncapColl> {
+class WexDynamicIntfEncapColl : public WexEncapRecordColl<wexIntfEncapTypeWexDynamicIntfEncapColl> {
    FEN_COUNTED_CLASS("WexVlanMapping::WexDynamicIntfEncapColl")
 
 public:
-   static constexpr Fen::AttributeId entryAttributeId = recordAttributeId;
-   using FenEntry = FenRecord;
-   using EntryMap = RecordMap;
-
    FEN_CREATOR(WexDynamicIntfEncapColl)
-   // entry(key), entryHas, entryIs(value), entryDel(key), entryDelAll(), entrys()
-   FEN_NOTIFYING_COLLECTION_ACCESSORS(entry, EntryMap, records_, entryAttributeId, notifiees_)
+   // entryAttributeId, FenEntry, EntryMap, entry_ and its accessors: entry(key),
+   // entryHas, entryIs(value), entryDel(key), entryDelAll(), entrys().
+   FEN_NOTIFYING_COLLECTION(entry, FenEntry, EntryMap, 130, Ulva::IntfEncap,
+                            WexDynamicIntfEncapInfo, 0x9296EEE7,
+                            EncapKeyFunktor<WexDynamicIntfEncapInfo>)
 };
 
 class WexIntfEncapHwConfigColl
-    : public WexEncapRecordColl<WexIntfEncapHwConfig, 0xE964F61A,
-                                wexIntfEncapTypeWexIntfEncapHwConfigColl> {
+    : public WexEncapRecordColl<wexIntfEncapTypeWexIntfEncapHwConfigColl> {
    FEN_COUNTED_CLASS("WexVlanMapping::WexIntfEncapHwConfigColl")
 
 public:
-   static constexpr Fen::AttributeId configAttributeId = recordAttributeId;
-   using FenConfig = FenRecord;
-   using ConfigMap = RecordMap;
-
    FEN_CREATOR(WexIntfEncapHwConfigColl)
-   // config(key), configHas, configIs(value), configDel(key), configDelAll(), configs()
-   FEN_NOTIFYING_COLLECTION_ACCESSORS(config, ConfigMap, records_, configAttributeId, notifiees_)
+   // configAttributeId, FenConfig, ConfigMap, config_ and its accessors: config(key),
+   // configHas, configIs(value), configDel(key), configDelAll(), configs().
+   FEN_NOTIFYING_COLLECTION(config, FenConfig, ConfigMap, 130, Ulva::IntfEncap,
+                            WexIntfEncapHwConfig, 0xE964F61A, EncapKeyFunktor<WexIntfEncapHwConfig>)
 };
 
 // Written before the state machines start; notifies nobody.
@@ -213,23 +196,16 @@ class SupportedEncapServiceTypes : public Fen::PtrInterface {
    FEN_COUNTED_CLASS("WexVlanMapping::SupportedEncapServiceTypes")
 
 public:
-   struct FenEncapServiceType {
-      static constexpr std::uint32_t salt = 0x6A706B8D;
-      using KeyForm = Fen::HashHelper::KeyU32;
-   };
-   using EncapServiceTypeSet = Fen::HashMap2018<FenEncapServiceType, Ulva::ServiceIntfType>;
-
    FEN_CREATOR(SupportedEncapServiceTypes)
    Fen::FwkType fwkType() const override {
       return {&wexIntfEncapModule, wexIntfEncapTypeSupportedEncapServiceTypes};
    }
 
+   // FenEncapServiceType, EncapServiceTypeSet, encapServiceType_ and its accessors:
    // encapServiceType(t), encapServiceTypeIs(t), encapServiceTypeDel(t) (true when
-   // it was a member), encapServiceTypeDelAll() in one step
-   FEN_COLLECTION_ACCESSORS(encapServiceType, EncapServiceTypeSet, encapServiceType_)
-
-private:
-   EncapServiceTypeSet encapServiceType_;
+   // it was a member), encapServiceTypeDelAll() in one step.
+   FEN_COLLECTION(encapServiceType, FenEncapServiceType, EncapServiceTypeSet, Ulva::ServiceIntfType,
+                  void, 0x6A706B8D, void, Fen::HashHelper::KeyU32)
 };
 
 Fen::Ptr<WexDynamicIntfEncapColl> wexDynamicIntfEncapCollFactory();
