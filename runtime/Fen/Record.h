@@ -33,29 +33,18 @@
 // hand-written comparisons and mixes they replace.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <type_traits>
 
+#include "Fen/FixedString.h"
 #include "Fen/Hash.h"
 #include "Fen/Strep.h"
 #include "Fen/String.h"
 
 namespace Fen {
-
-// A name given as a template argument.
-template <std::size_t n>
-struct FieldName {
-   char text[n]{};
-   constexpr FieldName(char const (&s)[n]) {
-      for (std::size_t i = 0; i < n; ++i)
-         text[i] = s[i];
-   }
-   constexpr std::string_view view() const { return {text, n - 1}; }
-};
 
 enum FieldAccess : std::uint8_t { ctorOnly, writable };
 
@@ -68,26 +57,10 @@ struct MemberOf<T R::*> {
    using Type = T;
 };
 
-// "<before><part><after>" as a null-terminated array, made at compile time.
-template <FieldName before, FieldName part, FieldName after>
-struct Joined {
-   static constexpr auto storage = [] {
-      constexpr std::size_t size = before.view().size() + part.view().size() + after.view().size();
-      std::array<char, size + 1> s{};
-      std::size_t at = 0;
-      for (auto piece : {before.view(), part.view(), after.view()}) {
-         for (char c : piece)
-            s[at++] = c;
-      }
-      s[at] = '\0';
-      return s;
-   }();
-   static constexpr char const* value = storage.data();
-};
 }  // namespace RecordDetail
 
 // One field of a record's table.
-template <auto memberPtr, FieldName fieldName, FieldAccess fieldAccess = writable,
+template <auto memberPtr, FixedString fieldName, FieldAccess fieldAccess = writable,
           auto parseFn = nullptr>
 struct Field {
    using Record = typename RecordDetail::MemberOf<decltype(memberPtr)>::Record;
@@ -99,18 +72,20 @@ struct Field {
    static constexpr auto parse = parseFn;
    // The text that stands before the value: "'<name>': " for the first field,
    // ", '<name>': " for the others.
-   static constexpr char const* firstLead = RecordDetail::Joined<"'", fieldName, "': ">::value;
-   static constexpr char const* lead = RecordDetail::Joined<", '", fieldName, "': ">::value;
+   static constexpr char const* firstLead =
+       Concat<Literal<"'">, Literal<fieldName>, Literal<"': ">>::cString;
+   static constexpr char const* lead =
+       Concat<Literal<", '">, Literal<fieldName>, Literal<"': ">>::cString;
 };
 
 // A record's table: its full type name and its fields in declaration order.
-template <FieldName recordName, class... F>
+template <FixedString recordName, class... F>
 struct Fields {
    static constexpr std::string_view name = recordName.view();
    static constexpr std::size_t count = sizeof...(F);
    // "Value('<name>', ** {"
    static constexpr char const* opening =
-       RecordDetail::Joined<"Value('", recordName, "', ** {">::value;
+       Concat<Literal<"Value('">, Literal<recordName>, Literal<"', ** {">>::cString;
    template <class Fn>
    static constexpr void forEach(Fn&& fn) {
       (fn(F{}), ...);

@@ -59,48 +59,13 @@
 // used, so that a search for it finds its origin.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
 
+#include "Fen/FixedString.h"
 #include "Fen/Reactor.h"
-
-namespace Fen {
-
-// The qualified name of a class nested in `Outer`: "<Outer's name>::<Inner>",
-// made at compile time so that the allocation record names the reactor as its
-// own class would.
-template <std::size_t n>
-struct NestedNameLiteral {
-   char text[n]{};
-   constexpr NestedNameLiteral(char const (&s)[n]) {
-      for (std::size_t i = 0; i < n; ++i)
-         text[i] = s[i];
-   }
-};
-
-template <class Outer, NestedNameLiteral inner>
-struct NestedTypeName {
-   static constexpr std::string_view outer = Outer::fenTypeName();
-   static constexpr std::size_t innerLength = sizeof(inner.text) - 1;
-   static constexpr auto storage = [] {
-      std::array<char, outer.size() + 2 + innerLength + 1> s{};
-      std::size_t at = 0;
-      for (char c : outer)
-         s[at++] = c;
-      s[at++] = ':';
-      s[at++] = ':';
-      for (std::size_t i = 0; i < innerLength; ++i)
-         s[at++] = inner.text[i];
-      s[at] = '\0';
-      return s;
-   }();
-   static constexpr char const* value = storage.data();
-};
-
-}  // namespace Fen
 
 // ---- the row expansions (not used directly) ------------------------------------
 
@@ -113,7 +78,8 @@ struct NestedTypeName {
    class Fen##Name : public ::Fen::Reactor<Fen##Name, FenSm, std::remove_const_t<NotifierT>,   \
                                            std::remove_const_t<NotifierT>::heard##AttributeId, \
                                            Key, &FenSm::fen_handle##Name##_##heard, Variant> { \
-      FEN_COUNTED_CLASS((::Fen::NestedTypeName<FenSm, "Fen" #Name>::value))                    \
+      FEN_COUNTED_CLASS(                                                                       \
+          (::Fen::Concat<::Fen::TypeNameOf<FenSm>, ::Fen::Literal<"::Fen" #Name>>::cString))   \
                                                                                                \
    public:                                                                                     \
       using Fen::Reactor<Fen##Name, FenSm, std::remove_const_t<NotifierT>,                     \
