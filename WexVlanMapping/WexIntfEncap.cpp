@@ -45,24 +45,6 @@ void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst 
    *out = static_cast<WexIntfEncapSource>(value);
 }
 
-WexDynamicIntfEncapInfo::WexDynamicIntfEncapInfo(Fen::String::IteratorConst& begin,
-                                                 Fen::String::IteratorConst const& end) {
-   Fen::recordParse(*this, begin, end);
-}
-
-WexIntfEncapHwConfig::WexIntfEncapHwConfig(Fen::String::IteratorConst& begin,
-                                           Fen::String::IteratorConst const& end) {
-   Fen::recordParse(*this, begin, end);
-}
-
-Fen::String valueToStrep(WexDynamicIntfEncapInfo const& info) {
-   return Fen::recordToStrep(info);
-}
-
-Fen::String valueToStrep(WexIntfEncapHwConfig const& config) {
-   return Fen::recordToStrep(config);
-}
-
 std::ostream& operator<<(std::ostream& os, WexDynamicIntfEncapInfo const& info) {
    return os << valueToStrep(info);
 }

@@ -51,8 +51,9 @@ public:
    WexDynamicIntfEncapInfo() = default;
    explicit WexDynamicIntfEncapInfo(Ulva::IntfEncap const& intfEncap) : intfEncap_(intfEncap) {}
    // Parses the string form (see valueToStrep); refuses with Fen::RangeException.
-   WexDynamicIntfEncapInfo(Fen::String::IteratorConst& begin,
-                           Fen::String::IteratorConst const& end);
+   WexDynamicIntfEncapInfo(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end) {
+      Fen::recordParse(*this, it, end);
+   }
 
    // The key in WexDynamicIntfEncapColl; set by the constructor only.
    Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
@@ -90,7 +91,9 @@ public:
                         Kestin::IntfId lagId)
        : intfEncap_(intfEncap), fwdInfo_(fwdInfo), lagId_(lagId) {}
    // Parses the string form (see valueToStrep); refuses with Fen::RangeException.
-   WexIntfEncapHwConfig(Fen::String::IteratorConst& begin, Fen::String::IteratorConst const& end);
+   WexIntfEncapHwConfig(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end) {
+      Fen::recordParse(*this, it, end);
+   }
 
    // The key in WexIntfEncapHwConfigColl and WexPortEncapHwConfigList.
    Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
@@ -146,8 +149,12 @@ public:
 //   Value('WexVlanMapping::WexIntfEncapHwConfig', ** {'intfEncap': ..., 'egressEncap': ...,
 //         'source': ..., 'fwdInfo': ..., 'lagId': ..., 'retryCnt': ...})
 // The derived members of WexIntfEncapHwConfig do not appear.
-Fen::String valueToStrep(WexDynamicIntfEncapInfo const& info);
-Fen::String valueToStrep(WexIntfEncapHwConfig const& config);
+inline Fen::String valueToStrep(WexDynamicIntfEncapInfo const& info) {
+   return Fen::recordToStrep(info);
+}
+inline Fen::String valueToStrep(WexIntfEncapHwConfig const& config) {
+   return Fen::recordToStrep(config);
+}
 std::ostream& operator<<(std::ostream& os, WexDynamicIntfEncapInfo const& info);
 std::ostream& operator<<(std::ostream& os, WexIntfEncapHwConfig const& config);
 

@@ -19,7 +19,9 @@ public:
    explicit IntfEncap(Kestin::IntfId intfId, VlanTagEncap const& encap = VlanTagEncap())
        : intfId_(intfId), encap_(encap) {}
    // Parses the string form (see valueToStrep).
-   IntfEncap(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end);
+   IntfEncap(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end) {
+      Fen::recordParse(*this, it, end);
+   }
 
    Kestin::IntfId intfId() const { return intfId_; }
    VlanTagEncap const& encap() const { return encap_; }
@@ -54,6 +56,8 @@ public:
 std::ostream& operator<<(std::ostream& os, IntfEncap const& e);
 // The parseable string form, beside the readable one above:
 //   Value('Ulva::IntfEncap', ** {'intfId': 'Ethernet3/1', 'encap': <VlanTagEncap>})
-Fen::String valueToStrep(IntfEncap const& e);
+inline Fen::String valueToStrep(IntfEncap const& e) {
+   return Fen::recordToStrep(e);
+}
 
 }  // namespace Ulva

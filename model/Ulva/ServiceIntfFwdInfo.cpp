@@ -35,13 +35,4 @@ void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst 
    *out = static_cast<ServiceIntfType>(value);
 }
 
-ServiceIntfFwdInfo::ServiceIntfFwdInfo(Fen::String::IteratorConst& it,
-                                       Fen::String::IteratorConst const& end) {
-   Fen::recordParse(*this, it, end);
-}
-
-Fen::String valueToStrep(ServiceIntfFwdInfo const& info) {
-   return Fen::recordToStrep(info);
-}
-
 }  // namespace Ulva

@@ -34,7 +34,9 @@ public:
    ServiceIntfFwdInfo() = default;
    explicit ServiceIntfFwdInfo(Kestin::IntfId serviceIntf) : serviceIntf_(serviceIntf) {}
    // Parses the string form (see valueToStrep).
-   ServiceIntfFwdInfo(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end);
+   ServiceIntfFwdInfo(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end) {
+      Fen::recordParse(*this, it, end);
+   }
 
    // The key in Ulva::ServiceIntfFwdInfoColl.
    Kestin::IntfId serviceIntf() const { return serviceIntf_; }
@@ -70,6 +72,8 @@ std::ostream& operator<<(std::ostream& os, ServiceIntfFwdInfo const& info);
 // The parseable string form, beside the readable one above:
 //   Value('Ulva::ServiceIntfFwdInfo', ** {'serviceIntf': 'Ethernet3/1.100',
 //         'serviceType': serviceIntfTypeSubIntf, 'fwdData': 7})
-Fen::String valueToStrep(ServiceIntfFwdInfo const& info);
+inline Fen::String valueToStrep(ServiceIntfFwdInfo const& info) {
+   return Fen::recordToStrep(info);
+}
 
 }  // namespace Ulva

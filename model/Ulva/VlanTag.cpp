@@ -31,22 +31,6 @@ void VlanTag::parseVid(VlanTag& tag, Fen::String::IteratorConst& it,
    tag.vidIs(vid > vidMax ? std::uint32_t{vidMax} + 1 : static_cast<std::uint32_t>(vid));
 }
 
-VlanTag::VlanTag(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end) {
-   Fen::recordParse(*this, it, end);
-}
-
-VlanTagEncap::VlanTagEncap(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end) {
-   Fen::recordParse(*this, it, end);
-}
-
-Fen::String valueToStrep(VlanTag const& tag) {
-   return Fen::recordToStrep(tag);
-}
-
-Fen::String valueToStrep(VlanTagEncap const& encap) {
-   return Fen::recordToStrep(encap);
-}
-
 std::ostream& operator<<(std::ostream& os, VlanTag const& tag) {
    return os << tag.vid() << ":" << tag.tpid();
 }

@@ -20,7 +20,9 @@ public:
 
    VlanTag() = default;
    // Parses the string form (see valueToStrep); refuses a vid above 4097.
-   VlanTag(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end);
+   VlanTag(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end) {
+      Fen::recordParse(*this, it, end);
+   }
 
    std::uint16_t vid() const { return vid_; }
    // Refuses a vid above 4097 with Fen::RangeException.
@@ -63,7 +65,9 @@ public:
    VlanTagEncap() = default;
    VlanTagEncap(VlanTag const& outer, VlanTag const& inner) : outerTag_(outer), innerTag_(inner) {}
    // Parses the string form (see valueToStrep).
-   VlanTagEncap(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end);
+   VlanTagEncap(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end) {
+      Fen::recordParse(*this, it, end);
+   }
 
    VlanTag const& outerTag() const { return outerTag_; }
    void outerTagIs(VlanTag const& t) { outerTag_ = t; }
@@ -104,7 +108,11 @@ std::ostream& operator<<(std::ostream& os, VlanTagEncap const& encap);
 // String forms, parsed back by the parsing constructors:
 //   Value('Ulva::VlanTag', ** {'vid': 100, 'tpid': 0x8100, 'tagFlags': 0})
 //   Value('Ulva::VlanTagEncap', ** {'outerTag': <VlanTag>, 'innerTag': <VlanTag>})
-Fen::String valueToStrep(VlanTag const& tag);
-Fen::String valueToStrep(VlanTagEncap const& encap);
+inline Fen::String valueToStrep(VlanTag const& tag) {
+   return Fen::recordToStrep(tag);
+}
+inline Fen::String valueToStrep(VlanTagEncap const& encap) {
+   return Fen::recordToStrep(encap);
+}
 
 }  // namespace Ulva
