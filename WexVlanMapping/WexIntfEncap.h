@@ -46,21 +46,36 @@ Fen::String stringValue(WexIntfEncapSource s);
 void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
                      WexIntfEncapSource* out);
 
-class WexDynamicIntfEncapInfo {
+// The three fields that both encap records begin with, in their order: the key,
+// the encap that goes out, and where the encap comes from.
+class WexEncapRecordHead {
 public:
-   WexDynamicIntfEncapInfo() = default;
-   explicit WexDynamicIntfEncapInfo(Ulva::IntfEncap const& intfEncap) : intfEncap_(intfEncap) {}
-   // Parses the string form (see valueToStrep); refuses with Fen::RangeException.
-   WexDynamicIntfEncapInfo(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end) {
-      Fen::recordParse(*this, it, end);
-   }
+   WexEncapRecordHead() = default;
+   explicit WexEncapRecordHead(Ulva::IntfEncap const& intfEncap) : intfEncap_(intfEncap) {}
 
-   // The key in WexDynamicIntfEncapColl; set by the constructor only.
+   // The key in the record's collection; set by the constructor only.
    Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
    Ulva::VlanTagEncap const& egressEncap() const { return egressEncap_; }
    void egressEncapIs(Ulva::VlanTagEncap const& e) { egressEncap_ = e; }
    WexIntfEncapSource source() const { return source_; }
    void sourceIs(WexIntfEncapSource s) { source_ = s; }
+
+protected:
+   Ulva::IntfEncap intfEncap_;
+   Ulva::VlanTagEncap egressEncap_;
+   WexIntfEncapSource source_ = staticEncap;
+};
+
+class WexDynamicIntfEncapInfo : public WexEncapRecordHead {
+public:
+   WexDynamicIntfEncapInfo() = default;
+   explicit WexDynamicIntfEncapInfo(Ulva::IntfEncap const& intfEncap)
+       : WexEncapRecordHead(intfEncap) {}
+   // Parses the string form (see valueToStrep); refuses with Fen::RangeException.
+   WexDynamicIntfEncapInfo(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end) {
+      Fen::recordParse(*this, it, end);
+   }
+
    Kestin::IntfId serviceIntf() const { return serviceIntf_; }
    void serviceIntfIs(Kestin::IntfId id) { serviceIntf_ = id; }
 
@@ -69,9 +84,6 @@ public:
    std::uint32_t hash(std::uint32_t seed) const { return Fen::recordHash(*this, seed); }
 
 private:
-   Ulva::IntfEncap intfEncap_;
-   Ulva::VlanTagEncap egressEncap_;
-   WexIntfEncapSource source_ = staticEncap;
    Kestin::IntfId serviceIntf_;
 
 public:
@@ -84,23 +96,17 @@ public:
                    Fen::Field<&WexDynamicIntfEncapInfo::serviceIntf_, "serviceIntf">>;
 };
 
-class WexIntfEncapHwConfig {
+class WexIntfEncapHwConfig : public WexEncapRecordHead {
 public:
    WexIntfEncapHwConfig() = default;
    WexIntfEncapHwConfig(Ulva::IntfEncap const& intfEncap, Ulva::ServiceIntfFwdInfo const& fwdInfo,
                         Kestin::IntfId lagId)
-       : intfEncap_(intfEncap), fwdInfo_(fwdInfo), lagId_(lagId) {}
+       : WexEncapRecordHead(intfEncap), fwdInfo_(fwdInfo), lagId_(lagId) {}
    // Parses the string form (see valueToStrep); refuses with Fen::RangeException.
    WexIntfEncapHwConfig(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end) {
       Fen::recordParse(*this, it, end);
    }
 
-   // The key in WexIntfEncapHwConfigColl and WexPortEncapHwConfigList.
-   Ulva::IntfEncap const& intfEncap() const { return intfEncap_; }
-   Ulva::VlanTagEncap const& egressEncap() const { return egressEncap_; }
-   void egressEncapIs(Ulva::VlanTagEncap const& e) { egressEncap_ = e; }
-   WexIntfEncapSource source() const { return source_; }
-   void sourceIs(WexIntfEncapSource s) { source_ = s; }
    Ulva::ServiceIntfFwdInfo const& fwdInfo() const { return fwdInfo_; }
    // The LAG this configuration belongs to; the default id when none.
    Kestin::IntfId lagId() const { return lagId_; }
@@ -122,9 +128,6 @@ public:
    std::uint32_t hash(std::uint32_t seed) const { return Fen::recordHash(*this, seed); }
 
 private:
-   Ulva::IntfEncap intfEncap_;
-   Ulva::VlanTagEncap egressEncap_;
-   WexIntfEncapSource source_ = staticEncap;
    Ulva::ServiceIntfFwdInfo fwdInfo_;
    Kestin::IntfId lagId_;
    std::uint32_t retryCnt_ = 0;
