@@ -30,20 +30,12 @@ std::ostream& operator<<(std::ostream& os, WexIntfEncapSource const& s) {
    return wexIntfEncapSourceType.operatorLessLess(os, s);
 }
 
-Fen::String valueToStrep(WexIntfEncapSource const& s) {
-   return wexIntfEncapSourceType.valueToStrep(s);
-}
-
 Fen::String stringValue(WexIntfEncapSource s) {
    return wexIntfEncapSourceType.stringValue(s);
 }
 
-void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
-                     WexIntfEncapSource* out) {
-   unsigned char value = 0;
-   wexIntfEncapSourceType.sequenceToValue(it, end, &value);
-   *out = static_cast<WexIntfEncapSource>(value);
-}
+// valueToStrep(WexIntfEncapSource const&), sequenceToValue(it, end, WexIntfEncapSource*).
+FEN_ENUM_STREP(WexIntfEncapSource, wexIntfEncapSourceType)
 
 std::ostream& operator<<(std::ostream& os, WexDynamicIntfEncapInfo const& info) {
    return os << valueToStrep(info);

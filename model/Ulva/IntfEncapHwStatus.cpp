@@ -23,15 +23,7 @@ std::ostream& operator<<(std::ostream& os, IntfEncapHwStatus s) {
    return os << "IntfEncapHwStatus(" << static_cast<unsigned>(s) << ")";
 }
 
-Fen::String valueToStrep(IntfEncapHwStatus const& s) {
-   return intfEncapHwStatusType.valueToStrep(s);
-}
-
-void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
-                     IntfEncapHwStatus* out) {
-   unsigned char value = 0;
-   intfEncapHwStatusType.sequenceToValue(it, end, &value);
-   *out = static_cast<IntfEncapHwStatus>(value);
-}
+// valueToStrep(IntfEncapHwStatus const&), sequenceToValue(it, end, IntfEncapHwStatus*).
+FEN_ENUM_STREP(IntfEncapHwStatus, intfEncapHwStatusType)
 
 }  // namespace Ulva

@@ -24,15 +24,7 @@ std::ostream& operator<<(std::ostream& os, ServiceIntfFwdInfo const& info) {
              << " fwdData " << info.fwdData();
 }
 
-Fen::String valueToStrep(ServiceIntfType const& t) {
-   return serviceIntfTypeType.valueToStrep(t);
-}
-
-void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
-                     ServiceIntfType* out) {
-   unsigned char value = 0;
-   serviceIntfTypeType.sequenceToValue(it, end, &value);
-   *out = static_cast<ServiceIntfType>(value);
-}
+// valueToStrep(ServiceIntfType const&), sequenceToValue(it, end, ServiceIntfType*).
+FEN_ENUM_STREP(ServiceIntfType, serviceIntfTypeType)
 
 }  // namespace Ulva

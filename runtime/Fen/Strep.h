@@ -142,3 +142,17 @@ private:
 extern template class EnumType<unsigned char>;
 
 }  // namespace Fen
+
+// Defines, at namespace scope beside the enumeration `Enum`, its string form
+// `valueToStrep(Enum const&)` and its parser `sequenceToValue(it, end, Enum*)`,
+// both told by the Fen::EnumType<unsigned char> `table`.
+#define FEN_ENUM_STREP(Enum, table)                                                                \
+   ::Fen::String valueToStrep(Enum const& value) {                                                 \
+      return table.valueToStrep(value);                                                            \
+   }                                                                                               \
+   void sequenceToValue(::Fen::String::IteratorConst& it, ::Fen::String::IteratorConst const& end, \
+                        Enum* out) {                                                               \
+      unsigned char value = 0;                                                                     \
+      table.sequenceToValue(it, end, &value);                                                      \
+      *out = static_cast<Enum>(value);                                                             \
+   }
