@@ -26,6 +26,7 @@
 #include "Ulva/IntfEncapHwStatus.h"
 #include "Ulva/VlanTag.h"
 #include "Wex/WexCommonSmData.h"
+#include "Listener.h"
 
 namespace {
 
@@ -201,21 +202,12 @@ private:
    ObjMap decoder_;
 };
 
-class KeyRecorder : public Fen::PtrInterface::NotifieeConst {
-   FEN_COUNTED_CLASS("HashMap2018Test::KeyRecorder")
-
-public:
+// What a listener on an EncapColl heard, key by key, and what it does on each.
+struct KeyLog {
    struct Heard {
       Fen::AttributeId id;
       Ulva::IntfEncap key;
    };
-   void onAttribute(Fen::AttributeId id, void const* keyPtr) override {
-      Ulva::IntfEncap const key = *static_cast<Ulva::IntfEncap const*>(keyPtr);
-      heard.push_back({id, key});
-      if (react) react(id, key);
-   }
-   void fenDoZombieReactors(bool) override {}
-
    std::vector<Ulva::IntfEncap> keysOf(Fen::AttributeId id) const {
       std::vector<Ulva::IntfEncap> keys;
       for (auto const& h : heard) {
@@ -228,14 +220,21 @@ public:
    std::function<void(Fen::AttributeId, Ulva::IntfEncap const&)> react;
 };
 
+// A collection and the test listener on it, writing into a KeyLog.
 struct Listened {
    Fen::Ptr<EncapColl> coll = Fen::fenObjectIs<EncapColl>();
-   Fen::Ptr<KeyRecorder> recorder = Fen::fenObjectIs<KeyRecorder>();
-   Listened() {
-      recorder->notifierIs(coll.ptr());
-      recorder->isRegisteredNotifieeIs(true);
-   }
-   ~Listened() { recorder->react = nullptr; }
+   KeyLog log;
+   KeyLog* const recorder = &log;
+   Fen::Ptr<TestSupport::Listener> listener = TestSupport::Listener::ListenerIs(
+       coll.ptr(), [this](Fen::AttributeId id, void const* keyPtr) {
+          Ulva::IntfEncap const key = *static_cast<Ulva::IntfEncap const*>(keyPtr);
+          log.heard.push_back({id, key});
+          if (log.react) log.react(id, key);
+       });
+   Listened() = default;
+   Listened(Listened const&) = delete;
+   Listened& operator=(Listened const&) = delete;
+   ~Listened() { log.react = nullptr; }
 };
 
 // ---- helpers ------------------------------------------------------------------------
