@@ -74,8 +74,9 @@ inline Fen::Ptr<IntfEncapSm> intfEncapSmFactory(IntfEncapSm::Inputs const& input
    return IntfEncapSm::IntfEncapSmIs(inputs);
 }
 template <class... A>
-requires(sizeof...(A) ==
-         IntfEncapSm::fenInputCount) Fen::Ptr<IntfEncapSm> intfEncapSmFactory(A const&... args) {
+Fen::Ptr<IntfEncapSm> intfEncapSmFactory(A const&... args) {
+   static_assert(sizeof...(A) == IntfEncapSm::fenInputCount,
+                 "intfEncapSmFactory takes the eight pointers of IntfEncapSm::Inputs, in order");
    return IntfEncapSm::IntfEncapSmIs(IntfEncapSm::Inputs{args...});
 }
 
