@@ -50,11 +50,11 @@ struct NoVariant {
 };
 // Rescan: the state machine's handler of the whole attribute, unless the reactor
 // is marked for deletion or has lost its state machine.
-template <auto wholeHandler>
+template <auto sweep>
 struct Rescan {
    template <class R>
    static void afterSwitch(R& r) {
-      if (!r.fenMarkedForDeletion() && r.owner) (r.owner->*wholeHandler)();
+      if (!r.fenMarkedForDeletion() && r.owner) (r.owner->*sweep)();
    }
 };
 // Picks the overload of a handler that takes no key: `wholeHandler<Sm>(&Sm::handleX)`.
