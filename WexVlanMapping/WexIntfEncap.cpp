@@ -62,25 +62,3 @@ Fen::Ptr<SupportedEncapServiceTypes> supportedEncapServiceTypesFactory() {
 }
 
 }  // namespace WexVlanMapping
-
-namespace Fen {
-
-template <>
-void strepToValue<WexVlanMapping::WexDynamicIntfEncapInfo>(
-    String const& string, WexVlanMapping::WexDynamicIntfEncapInfo* out) {
-   String::IteratorConst it = string.begin();
-   WexVlanMapping::WexDynamicIntfEncapInfo value(it, string.end());
-   strepToValueEnd(string, it);
-   *out = value;
-}
-
-template <>
-void strepToValue<WexVlanMapping::WexIntfEncapHwConfig>(String const& string,
-                                                        WexVlanMapping::WexIntfEncapHwConfig* out) {
-   String::IteratorConst it = string.begin();
-   WexVlanMapping::WexIntfEncapHwConfig value(it, string.end());
-   strepToValueEnd(string, it);
-   *out = value;
-}
-
-}  // namespace Fen

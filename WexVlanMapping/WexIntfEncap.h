@@ -223,12 +223,3 @@ Fen::Ptr<WexIntfEncapHwConfigColl> wexIntfEncapHwConfigCollFactory();
 Fen::Ptr<SupportedEncapServiceTypes> supportedEncapServiceTypesFactory();
 
 }  // namespace WexVlanMapping
-
-namespace Fen {
-template <>
-void strepToValue<WexVlanMapping::WexDynamicIntfEncapInfo>(
-    String const& string, WexVlanMapping::WexDynamicIntfEncapInfo* out);
-template <>
-void strepToValue<WexVlanMapping::WexIntfEncapHwConfig>(String const& string,
-                                                        WexVlanMapping::WexIntfEncapHwConfig* out);
-}  // namespace Fen
