@@ -186,6 +186,12 @@ public:
    void doDeleteHwConfig(WexIntfEncapHwConfig const& hwConfig);
    // The wanted config of an encap (from its own interface's list), or a default.
    WexIntfEncapHwConfig getHwConfig(Ulva::IntfEncap const& intfEncap) const;
+   // The config that the inputs imply for `intfEncap` now, and the service
+   // interface it is counted under (the first steps of updateHwConfig; changes
+   // nothing). Equal to getHwConfig, apart from fwdData 0, unless the encap's
+   // config was derived from a dynamic collection since replaced or detached.
+   WexIntfEncapHwConfig deriveHwConfig(Ulva::IntfEncap const& intfEncap,
+                                       Kestin::IntfId* serviceIntf) const;
 
    // The reactor attributes, in attribute order (used by the state machine shape).
    auto fenReactors() { return FEN_SM_TIE(WEX_INTF_ENCAP_SM_ATTRIBUTES); }
@@ -197,12 +203,9 @@ private:
    // ahead. Changes nothing.
    void prefetchUpdateHwConfig(Ulva::IntfEncap const& intfEncap) const;
 
-   // The named steps of updateHwConfig, in its order: the config that the inputs
-   // imply for `intfEncap` (pure) with the service interface it serves; the move
-   // of the encap between service aggregates; the programmed config brought to
-   // the wanted one (a delete and an add).
-   WexIntfEncapHwConfig deriveHwConfig(Ulva::IntfEncap const& intfEncap,
-                                       Kestin::IntfId* serviceIntf) const;
+   // The named steps of updateHwConfig after deriveHwConfig, in its order: the
+   // move of the encap between service aggregates; the programmed config brought
+   // to the wanted one (a delete and an add).
    void doMoveSvcMembership(Ulva::IntfEncap const& intfEncap, Kestin::IntfId serviceIntf);
    void doReplaceHwConfig(Ulva::IntfEncap const& intfEncap, WexIntfEncapHwConfig const& wanted);
    // The named steps of updateEncapHwStatus, in its order: the retry set for the

@@ -1,7 +1,11 @@
 #include "Fen/Hash.h"
 
+#include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <random>
+
+#include "Fen/Exception.h"
 
 namespace Fen {
 
@@ -10,6 +14,17 @@ std::uint32_t makeHashSeed32() {
    std::uint64_t const t =
        static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
    return rd() ^ static_cast<std::uint32_t>(t) ^ static_cast<std::uint32_t>(t >> 32);
+}
+
+std::uint32_t hashSeed32FromText(char const* text) {
+   char* end = nullptr;
+   errno = 0;
+   unsigned long long const v = std::strtoull(text, &end, 0);
+   if (*text == '\0' || *text == '-' || *end != '\0' || errno != 0 || v > 0xFFFFFFFFull) {
+      throw RangeException(String("hash seed \"") + String(text) +
+                           String("\" is not a 32-bit number"));
+   }
+   return static_cast<std::uint32_t>(v);
 }
 
 }  // namespace Fen

@@ -46,13 +46,33 @@ inline std::uint32_t hashSingleAttr(std::uint32_t seed, std::uint64_t word) {
    return h.result();
 }
 
-// The process seed: constant for the life of the process, different from run to
-// run, so that nothing may depend on the order of a keyed map.
+// The process seed: the same for every seeded map while the process lives, and
+// chosen afresh on each run unless a seed is given, so that nothing may depend on
+// the order of a keyed map. The first use chooses it.
+namespace ProcessHashSeed {
+inline std::uint32_t value = 0;
+inline bool chosen = false;
+}  // namespace ProcessHashSeed
 std::uint32_t makeHashSeed32();
 inline std::uint32_t hashSeed32() {
-   static std::uint32_t const seed = makeHashSeed32();
-   return seed;
+   if (!ProcessHashSeed::chosen) [[unlikely]] {
+      ProcessHashSeed::value = makeHashSeed32();
+      ProcessHashSeed::chosen = true;
+   }
+   return ProcessHashSeed::value;
 }
+// Gives the process seed, so that a run (and the order of every map walk in it)
+// can be repeated: a tool takes it from its command line or environment. Call it
+// before the first map is made; the stored hashes of members made under another
+// seed would no longer be found. A test may change it again while no seeded map
+// holds a member.
+inline void hashSeed32Is(std::uint32_t seed) {
+   ProcessHashSeed::value = seed;
+   ProcessHashSeed::chosen = true;
+}
+// The seed written as a decimal or 0x-prefixed hexadecimal 32-bit number, as a
+// tool takes it; anything else throws Fen::RangeException naming the text.
+std::uint32_t hashSeed32FromText(char const* text);
 
 namespace HashHelper {
 
