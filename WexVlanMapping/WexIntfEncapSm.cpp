@@ -24,12 +24,6 @@ Ulva::IntfEncap portEncapOf(Kestin::IntfId port, Ulva::IntfEncap const& encap) {
    return Ulva::IntfEncap(port, encap.encap());
 }
 
-// A copy of the member list of `lag` (an empty list for an unknown LAG): walked
-// or trimmed without disturbing the shared table.
-Wex::WexLagPortList lagPortsOf(Wex::WexCommonSmData const& wcsd, Kestin::IntfId lag) {
-   return wcsd.lagToPort(lag);
-}
-
 }  // namespace
 
 WexIntfEncapHwConfig portHwConfigOf(WexIntfEncapHwConfig const& config, Kestin::IntfId port,
@@ -42,6 +36,10 @@ WexIntfEncapHwConfig portHwConfigOf(WexIntfEncapHwConfig const& config, Kestin::
 
 Fen::FwkType WexPortEncapHwConfigList::fwkType() const {
    return {&wexIntfEncapSmModule, wexIntfEncapSmTypeWexPortEncapHwConfigList};
+}
+
+Fen::FwkType WexPortWantedEncapList::fwkType() const {
+   return {&wexIntfEncapSmModule, wexIntfEncapSmTypeWexPortWantedEncapList};
 }
 
 // ---- frame ------------------------------------------------------------------
@@ -57,6 +55,7 @@ WexIntfEncapSm::~WexIntfEncapSm() {
    portToHwConfigList_.memberDelAll();
    lagHwStatusDecoder_.memberDelAll();
    svcHwStatusDecoder_.memberDelAll();
+   portWantedEncap_.memberDelAll();
 }
 
 Fen::FwkType WexIntfEncapSm::fwkType() const {
@@ -102,20 +101,24 @@ void WexIntfEncapSm::handleInitialized() {
    hwStatusCollIs("encapHwStatus");
    hwConfigColl()->configDelAll();
    hwStatusColl()->hwStatusDelAll();
-   // retryNeeded and portDown stay: a port reported down stays down.
+   // The retry set holds only programmed configs, and none is left. portDown
+   // stays: a port reported down stays down.
+   retryNeededDelAll();
    portToHwConfigListDelAll();
    lagHwStatusDecoderDelAll();
    portToLagCachedDelAll();
+   lagMembersCachedDelAll();
    svcHwStatusDecoderDelAll();
    intfEncapSvcIntfCachedDelAll();
+   portWantedEncapDelAll();
+   intfEncapPublishedSvcIntfDelAll();
    // A restart starts from nothing published.
    intfEncapHwStatus()->hwStatusDelAll();
    serviceIntfHwStatus()->hwStatusDelAll();
    initialized_ = true;
    // Only the cache: no config exists yet for a port to move.
-   Fen::forEachKey(wcsd()->portToLagMap(), [this](Kestin::IntfId port) {
-      portToLagCachedIs(port, wcsd()->portToLag(port));
-   });
+   Fen::forEachKey(wcsd()->portToLagMap(),
+                   [this](Kestin::IntfId port) { lagMemberIs(port, wcsd()->portToLag(port)); });
    // Dynamic encaps first: an encap in both inputs comes up in its dynamic form.
    if (dynamicIntfEncap()) handleDynamicIntfEncap();
    Fen::forEachKeyAhead(
@@ -189,6 +192,7 @@ void WexIntfEncapSm::updateHwConfig(Ulva::IntfEncap const& intfEncap) {
    WexIntfEncapHwConfig const wanted = deriveHwConfig(intfEncap, &serviceIntf);
    // 8-9: leave the former service aggregate, join the new one.
    doMoveSvcMembership(intfEncap, serviceIntf);
+   updateWantedEncap(intfEncap);
    // 10-12: the config programmed as wanted.
    doReplaceHwConfig(intfEncap, wanted);
    // 13-14
@@ -256,9 +260,10 @@ void WexIntfEncapSm::doAddHwConfig(WexIntfEncapHwConfig const& hwConfig) {
    // The wanted config is recorded first, whatever happens next.
    portToHwConfigListIs(intf)->hwConfigIs(hwConfig);
    // A port in a LAG does not program its own configs.
-   if (!wcsd()->portToLagHas(intf)) doAddPortHwConfig(hwConfig);
+   if (!portToLagCachedHas(intf)) doAddPortHwConfig(hwConfig);
    if (hwConfig.isLag()) {
-      Wex::WexLagPortList const ports = lagPortsOf(*wcsd(), hwConfig.lagId());
+      // The members the machine took note of; a copy, walked undisturbed.
+      Wex::WexLagPortList const ports = lagMembersCached(hwConfig.lagId());
       Fen::forEachKey(ports.portMap(), [&](Kestin::IntfId port) {
          doAddPortHwConfig(portHwConfigOf(hwConfig, port, hwConfig.lagId()));
       });
@@ -269,14 +274,15 @@ void WexIntfEncapSm::doDeleteHwConfig(WexIntfEncapHwConfig const& hwConfig) {
    Ulva::IntfEncap const intfEncap = hwConfig.intfEncap();
    Kestin::IntfId const intf = intfEncap.intfId();
    // Members before the LAG: the reverse of the add.
+   // Every member config made from it: those of the members the machine knows.
    if (hwConfig.isLag()) {
-      Wex::WexLagPortList const ports = lagPortsOf(*wcsd(), hwConfig.lagId());
+      Wex::WexLagPortList const ports = lagMembersCached(hwConfig.lagId());
       Fen::forEachKey(ports.portMap(), [&](Kestin::IntfId port) {
          doDeletePortHwConfig(portEncapOf(port, intfEncap));
       });
       lagHwStatusDecoderDel(intfEncap);
    }
-   if (!wcsd()->portToLagHas(intf)) doDeletePortHwConfig(intfEncap);
+   if (!portToLagCachedHas(intf)) doDeletePortHwConfig(intfEncap);
    // Only called with a config that getHwConfig found, so the list exists.
    Fen::Ptr<WexPortEncapHwConfigList> const list = portToHwConfigList(intf);
    list->hwConfigDel(intfEncap);
@@ -310,6 +316,13 @@ void WexIntfEncapSm::doAddPortHwConfig(WexIntfEncapHwConfig const& portHwConfig)
    hwConfigColl()->configIs(portHwConfig);
    Ulva::IntfEncapHwStatus const status = platformAddHwConfig(portHwConfig);
    hwStatusColl()->hwStatusIs(portEncap, status);
+   // Every programmed config the platform answers not ready waits for a retry,
+   // a member's too; any other answer ends the wait.
+   if (status == Ulva::hwStatusNotReady) {
+      retryNeededIs(portEncap);
+   } else {
+      retryNeededDel(portEncap);
+   }
    if (portHwConfig.isLagMember()) {
       lagHwStatusDecoderIs(portHwConfig.parentIntfEncap())->updateMember(portEncap, status);
    }
@@ -320,6 +333,8 @@ void WexIntfEncapSm::doDeletePortHwConfig(Ulva::IntfEncap const& portEncap) {
    if (old != noHwConfig) {
       GANTRY_TRACE(7, "WexIntfEncapSm::doDeletePortHwConfig: (%s, %s:%s, %s:%s)",
                    GANTRY_ENCAP(portEncap));
+      // Nothing left to retry.
+      retryNeededDel(portEncap);
       platformDeleteHwConfig(old);
    }
    // Also wipes a status reported for an encap that was never programmed.
@@ -363,27 +378,17 @@ Ulva::IntfEncapHwStatus WexIntfEncapSm::rollupHwStatus(Ulva::IntfEncap const& in
       Fen::Ptr<WexEncapHwStatusDecoder> const decoder = lagHwStatusDecoderIs(lagEncap);
       if (configs.configHas(intfEncap)) {
          decoder->updateMember(intfEncap, ownStatus);
-         if (configs.configHas(lagEncap)) {
-            decoder->updateMember(lagEncap, hwStatusColl()->hwStatus(lagEncap));
-         }
       } else {
          decoder->removeMember(intfEncap);
-         Wex::WexLagPortList others = lagPortsOf(*wcsd(), lagId);
-         others.portDel(intfEncap.intfId());
-         if (others.ports() == 0) decoder->removeMember(lagEncap);
       }
+      updateLagEncapMember(*decoder, lagEncap);
       *rollupEncap = lagEncap;
       return decoder->aggrHwStatus(lagPartialHwSuccess);
    }
    if (PortChannelIntfId::isPortChannelIntfId(intfEncap.intfId())) {
-      // 5: a LAG's own encap counts only while it has ports.
+      // 5: a LAG's own encap counts only while a member carries it.
       Fen::Ptr<WexEncapHwStatusDecoder> const decoder = lagHwStatusDecoderIs(intfEncap);
-      Wex::WexLagPortList const ports = lagPortsOf(*wcsd(), intfEncap.intfId());
-      if (configs.configHas(intfEncap) && ports.ports() != 0) {
-         decoder->updateMember(intfEncap, ownStatus);
-      } else {
-         decoder->removeMember(intfEncap);
-      }
+      updateLagEncapMember(*decoder, intfEncap);
       return decoder->aggrHwStatus(lagPartialHwSuccess);
    }
    // 6: a plain encap publishes its own status.
@@ -411,6 +416,11 @@ void WexIntfEncapSm::publishEncapHwStatus(Ulva::IntfEncap const& rollupEncap,
                                           Ulva::IntfEncapHwStatus status) {
    // 9-10: only statically wanted encaps with a service interface are published.
    Kestin::IntfId const svcIntf = intfEncapServiceIntf()->serviceIntf(rollupEncap);
+   // A static service interface that changed or went keeps no place for the encap.
+   Kestin::IntfId const publishedSvc = intfEncapPublishedSvcIntf(rollupEncap);
+   if (publishedSvc != svcIntf && publishedSvc != noIntf) {
+      leavePublishedSvc(rollupEncap, publishedSvc);
+   }
    if (svcIntf == noIntf) {
       if (intfEncapHwStatus()->hwStatusHas(rollupEncap)) {
          GANTRY_TRACE(7,
@@ -424,7 +434,24 @@ void WexIntfEncapSm::publishEncapHwStatus(Ulva::IntfEncap const& rollupEncap,
    intfEncapHwStatus()->hwStatusIs(rollupEncap, status);
    GANTRY_TRACE(7, "WexIntfEncapSm::updateEncapHwStatus: (%s, %s:%s, %s:%s) hwStatus %s",
                 GANTRY_ENCAP(rollupEncap), status);
+   if (publishedSvc != svcIntf) intfEncapPublishedSvcIntfIs(rollupEncap, svcIntf);
    svcHwStatusDecoderIs(serviceEncap(svcIntf))->updateMember(rollupEncap, status);
+   updateSvcIntfHwStatus(svcIntf);
+}
+
+void WexIntfEncapSm::leavePublishedSvc(Ulva::IntfEncap const& encap, Kestin::IntfId svcIntf) {
+   intfEncapPublishedSvcIntfDel(encap);
+   Fen::Ptr<WexEncapHwStatusDecoder> const decoder = svcHwStatusDecoder(serviceEncap(svcIntf));
+   if (!decoder) return;
+   bool const counted = intfEncapSvcIntfCached(encap) == svcIntf;
+   auto const* const place = decoder->hwStatusMap()[encap];
+   // The service's status is recomputed only when the place changed.
+   if (!place || (counted && place->value == Ulva::hwStatusFailed)) return;
+   if (counted) {
+      decoder->updateMember(encap, Ulva::hwStatusFailed);
+   } else {
+      decoder->removeMember(encap);
+   }
    updateSvcIntfHwStatus(svcIntf);
 }
 
@@ -488,7 +515,7 @@ void WexIntfEncapSm::platformPortDownIs(Kestin::IntfId port, bool portIsDown) {
                 portIsDown);
    // Stored before any config moves: doAddPortHwConfig consults it.
    portDownIs(port, portIsDown);
-   Kestin::IntfId owner = wcsd()->portToLag(port);
+   Kestin::IntfId owner = portToLagCached(port);
    if (owner == noIntf) owner = port;
    Fen::Ptr<WexPortEncapHwConfigList> const list = portToHwConfigList(owner);
    if (!list) return;
@@ -541,7 +568,7 @@ void WexIntfEncapSm::doAddPortToLag(Kestin::IntfId port) {
       doDeletePortFromLag(port);
    }
    // Before any config moves, so that the rollups fold into the new LAG.
-   portToLagCachedIs(port, lagId);
+   lagMemberIs(port, lagId);
    if (Fen::Ptr<WexPortEncapHwConfigList> const own = portToHwConfigList(port)) {
       GANTRY_TRACE(7, "WexIntfEncapSm::doAddPortToLag: %s, removing old eth port h/w configs",
                    port.stringValue());
@@ -549,6 +576,11 @@ void WexIntfEncapSm::doAddPortToLag(Kestin::IntfId port) {
          doDeletePortHwConfig(key);
          updateEncapHwStatus(key);
       });
+   }
+   // The port's own encaps are published no more while it is a member.
+   if (Fen::Ptr<WexPortWantedEncapList> const wanted = portWantedEncap(port)) {
+      Fen::forEachKey(wanted->encapMap(),
+                      [this](Ulva::IntfEncap const& key) { withdrawOwnEncap(key); });
    }
    Fen::Ptr<WexPortEncapHwConfigList> const lagList = portToHwConfigList(lagId);
    if (!lagList) return;
@@ -576,8 +608,9 @@ void WexIntfEncapSm::doDeletePortFromLag(Kestin::IntfId port) {
          updateEncapHwStatus(portEncap);
       });
    }
-   portToLagCachedDel(port);
-   if (Fen::Ptr<WexPortEncapHwConfigList> const own = portToHwConfigList(port)) {
+   lagMemberDel(port);
+   Fen::Ptr<WexPortEncapHwConfigList> const own = portToHwConfigList(port);
+   if (own) {
       GANTRY_TRACE(7, "WexIntfEncapSm::doDeletePortFromLag: %s, adding old eth port h/w configs",
                    port.stringValue());
       Fen::forEachKey(own->hwConfigMap(), [&](Ulva::IntfEncap const& key) {
@@ -586,6 +619,90 @@ void WexIntfEncapSm::doDeletePortFromLag(Kestin::IntfId port) {
          updateEncapHwStatus(hwConfig.intfEncap());
       });
    }
+   // The port's wanted encaps without a config are published again too.
+   if (Fen::Ptr<WexPortWantedEncapList> const wanted = portWantedEncap(port)) {
+      Fen::forEachKey(wanted->encapMap(), [&](Ulva::IntfEncap const& key) {
+         if (!own || !own->hwConfigHas(key)) updateEncapHwStatus(key);
+      });
+   }
+}
+
+void WexIntfEncapSm::withdrawOwnEncap(Ulva::IntfEncap const& encap) {
+   if (intfEncapHwStatus()->hwStatusHas(encap)) {
+      GANTRY_TRACE(7, "WexIntfEncapSm::doAddPortToLag: (%s, %s:%s, %s:%s) deleting hwStatus",
+                   GANTRY_ENCAP(encap));
+   }
+   intfEncapHwStatus()->hwStatusDel(encap);
+   Kestin::IntfId const publishedSvc = intfEncapPublishedSvcIntf(encap);
+   if (publishedSvc != noIntf) leavePublishedSvc(encap, publishedSvc);
+   Kestin::IntfId const countedSvc = intfEncapSvcIntfCached(encap);
+   if (countedSvc == noIntf) return;
+   Fen::Ptr<WexEncapHwStatusDecoder> const decoder = svcHwStatusDecoderIs(serviceEncap(countedSvc));
+   auto const* const place = decoder->hwStatusMap()[encap];
+   if (place && place->value == Ulva::hwStatusFailed) return;
+   decoder->updateMember(encap, Ulva::hwStatusFailed);
+   updateSvcIntfHwStatus(countedSvc);
+}
+
+// ---- the indices of membership and of wanted encaps ---------------------------------
+
+void WexIntfEncapSm::lagMemberIs(Kestin::IntfId port, Kestin::IntfId lag) {
+   Kestin::IntfId const former = portToLagCached(port);
+   if (portToLagCachedHas(port) && former == lag) return;
+   if (portToLagCachedHas(port)) lagMemberDel(port);
+   portToLagCachedIs(port, lag);
+   Wex::WexLagPortList members = lagMembersCached(lag);
+   members.portIs(port, Wex::WexLagPort());
+   lagMembersCachedIs(lag, members);
+}
+
+void WexIntfEncapSm::lagMemberDel(Kestin::IntfId port) {
+   if (!portToLagCachedHas(port)) return;
+   Kestin::IntfId const lag = portToLagCached(port);
+   portToLagCachedDel(port);
+   Wex::WexLagPortList members = lagMembersCached(lag);
+   members.portDel(port);
+   if (members.ports() == 0) {
+      lagMembersCachedDel(lag);
+   } else {
+      lagMembersCachedIs(lag, members);
+   }
+}
+
+bool WexIntfEncapSm::lagEncapCounts(Ulva::IntfEncap const& lagEncap) const {
+   WexIntfEncapHwConfigColl const& configs = *hwConfigColl();
+   if (!configs.configHas(lagEncap)) return false;
+   Wex::WexLagPortList const members = lagMembersCached(lagEncap.intfId());
+   for (auto it = members.portMap().begin(); it; it.advance()) {
+      WexIntfEncapHwConfig const* const member =
+          configs.configMap()[portEncapOf(it.key(), lagEncap)];
+      if (member && member->lagId() == lagEncap.intfId()) return true;
+   }
+   return false;
+}
+
+void WexIntfEncapSm::updateLagEncapMember(WexEncapHwStatusDecoder& decoder,
+                                          Ulva::IntfEncap const& lagEncap) {
+   if (lagEncapCounts(lagEncap)) {
+      decoder.updateMember(lagEncap, hwStatusColl()->hwStatus(lagEncap));
+   } else {
+      decoder.removeMember(lagEncap);
+   }
+}
+
+void WexIntfEncapSm::updateWantedEncap(Ulva::IntfEncap const& intfEncap) {
+   WexDynamicIntfEncapColl const* const dynamic = dynamicIntfEncap();
+   bool const wanted = intfEncapServiceIntf()->serviceIntfHas(intfEncap) ||
+                       (dynamic && dynamic->entryHas(intfEncap));
+   Kestin::IntfId const intf = intfEncap.intfId();
+   if (wanted) {
+      portWantedEncapIs(intf)->encapIs(intfEncap);
+      return;
+   }
+   Fen::Ptr<WexPortWantedEncapList> const list = portWantedEncap(intf);
+   if (!list) return;
+   list->encapDel(intfEncap);
+   if (list->encaps() == 0) portWantedEncapDel(intf);
 }
 
 // ---- remote status -----------------------------------------------------------------

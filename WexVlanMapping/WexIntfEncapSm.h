@@ -35,11 +35,9 @@
 //     its members.
 // (2) hwStatusColl has a status exactly for the keys of hwConfigColl, apart from
 //     a status that platformEncapHwStatusIs wrote for an encap without config.
-// (3) An encap is in retryNeeded when its config is in hwConfigColl and its
-//     status there is hwStatusNotReady, and only then. Exact after every event
-//     for the encaps of LAGs and of ports in no LAG, and for the encap whose
-//     rollup ends the event; a member port's encap joins only when it reports,
-//     and one deleted while waiting leaves at the next retry pass.
+// (3) An encap is in retryNeeded exactly when its config is in hwConfigColl and
+//     its last status in hwStatusColl is hwStatusNotReady: plain, LAG and member
+//     configs alike.
 // (4) Every config in hwConfigColl is wanted: the plain or LAG config of its own
 //     encap (a LAG member has none of its own), or the member config of its
 //     LAG's wanted config; retryCnt never exceeds the number of retry passes.
@@ -49,12 +47,26 @@
 //     matched by the key's presence, each delete hook by its removal.
 // (6) A port reported down has no config in hwConfigColl; its list keeps the
 //     wanted configs for its return.
-// (7) A port that is up and in a LAG (per portToLag) holds exactly the member
-//     configs of its LAG's wanted configs (re-keyed to the port, the LAG as
-//     lagId, retryCnt aside) and none of its own.
+// (7) A port that is up and in a LAG (per portToLagCached, which lagToPort never
+//     overrides) holds exactly the member configs of its LAG's wanted configs
+//     (re-keyed to the port, the LAG as lagId, retryCnt aside) and none of its
+//     own.
 // (8) With a remote collection, no published status exceeds the remote one (an
 //     absent remote entry reads as hwStatusFailed), except for an encap whose
 //     remote entry changed while its port was in a LAG, until its next rollup.
+// (9) A LAG's own encap is a member of its LAG decoder exactly when its config
+//     is in hwConfigColl and at least one member port holds the member config
+//     made from it there; a LAG without such a member publishes failed.
+// (10) intfEncapHwStatus holds exactly the statically wanted encaps (with a
+//     service interface) of interfaces in no LAG that derivation or a rollup
+//     reached. An encap holds a place in a service decoder only under the
+//     service interface derivation counts it under (as failed, unless it is
+//     published there) and under the one it is published under (with its
+//     published status).
+// Together they make every outcome depend on the inputs only: a machine started
+// on the present inputs publishes and programs the same, apart from configs left
+// by a replaced or detached dynamic collection and a status the platform
+// reported that the hardware's input does not give.
 //
 // Thread safety: none. Everything runs on the thread of the writer of an input.
 // Teardown withdraws nothing: no hook is called and no output is cleared.
@@ -86,6 +98,26 @@ public:
    // hwConfigHas, hwConfigIs(config), hwConfigDel(key), hwConfigDelAll(), hwConfigs().
    FEN_COLLECTION(hwConfig, FenHwConfig, HwConfigMap, Ulva::IntfEncap, WexIntfEncapHwConfig,
                   0xEEB06D1F, EncapKeyFunktor<WexIntfEncapHwConfig>)
+
+private:
+   Kestin::IntfId const port_;
+};
+
+// The encaps wanted on one interface, statically or dynamically, with a config
+// or without: what a LAG join withdraws and a leave brings back, without a walk
+// over the encaps of other interfaces. Made only by the state machine, one per
+// interface with at least one wanted encap.
+class WexPortWantedEncapList : public Fen::PtrInterface {
+   FEN_COUNTED_CLASS("WexVlanMapping::WexPortWantedEncapList")
+
+public:
+   explicit WexPortWantedEncapList(Kestin::IntfId port) : port_(port) {}
+   Fen::FwkType fwkType() const override;
+
+   Kestin::IntfId port() const { return port_; }
+   // FenEncap, EncapSet, encap_ and its accessors: encapHas(key), encapIs(key),
+   // encapDel(key), encapDelAll(), encaps(), encapMap().
+   FEN_COLLECTION(encap, FenEncap, EncapSet, Ulva::IntfEncap, void, 0x6A2C91E5)
 
 private:
    Kestin::IntfId const port_;
@@ -220,6 +252,26 @@ private:
                                           Ulva::IntfEncapHwStatus status) const;
    void publishEncapHwStatus(Ulva::IntfEncap const& rollupEncap, Ulva::IntfEncapHwStatus status);
 
+   // LAG membership as the machine acts on it: portToLagCached and its index of
+   // members per LAG, changed together.
+   void lagMemberIs(Kestin::IntfId port, Kestin::IntfId lag);
+   void lagMemberDel(Kestin::IntfId port);
+   // Whether a LAG's own encap counts in its LAG decoder: its config is in
+   // hwConfigColl and at least one member port holds the member config made
+   // from it.
+   bool lagEncapCounts(Ulva::IntfEncap const& lagEncap) const;
+   // The LAG encap's place in `decoder`, per lagEncapCounts.
+   void updateLagEncapMember(WexEncapHwStatusDecoder& decoder, Ulva::IntfEncap const& lagEncap);
+   // Keeps `intfEncap` in the index of wanted encaps of its interface while
+   // either input names it.
+   void updateWantedEncap(Ulva::IntfEncap const& intfEncap);
+   // The encap's place as a published encap leaves `svcIntf`: it stays there,
+   // as failed, only where derivation counts it.
+   void leavePublishedSvc(Ulva::IntfEncap const& encap, Kestin::IntfId svcIntf);
+   // A port's own encap stops being published when the port joins a LAG: its
+   // status goes, and its only place is where derivation counts it, as failed.
+   void withdrawOwnEncap(Ulva::IntfEncap const& encap);
+
    // Members in attribute order: wcsd_, serviceIntfFwdInfo_, serviceIntfHwStatus_,
    // intfEncapServiceIntf_, intfEncapHwStatus_, remoteEncapHwStatus_,
    // dynamicIntfEncap_, then initialized_, hwStatusColl_, hwConfigColl_; the keyed
@@ -252,6 +304,11 @@ public:
          return l->port();
       }
    };
+   struct PortWantedEncapKeyFunktor {
+      Kestin::IntfId operator()(Fen::Ptr<WexPortWantedEncapList> const& l) const {
+         return l->port();
+      }
+   };
    struct DecoderKeyFunktor {
       Ulva::IntfEncap const& operator()(Fen::Ptr<WexEncapHwStatusDecoder> const& d) const {
          return d->intfEncap();
@@ -279,6 +336,21 @@ public:
                   Ulva::IntfEncap, Kestin::IntfId, 0x99F8EDBC)
    FEN_OWNED_COLLECTION(svcHwStatusDecoder, FenSvcHwStatusDecoder, SvcHwStatusDecoderMap,
                         Ulva::IntfEncap, WexEncapHwStatusDecoder, 0x4ECC3302, DecoderKeyFunktor)
+
+   // Indices kept beside the tables above, so that an outcome depends on the
+   // inputs only, never on the order of a map walk or on forgotten history:
+   // FenLagMembersCached, LagMembersCachedMap, lagMembersCached_: the member ports
+   // of each LAG as portToLagCached has them (the one membership the machine acts
+   // on); FenPortWantedEncap, PortWantedEncapMap, portWantedEncap_: the encaps
+   // wanted on each interface; FenIntfEncapPublishedSvcIntf,
+   // IntfEncapPublishedSvcIntfMap, intfEncapPublishedSvcIntf_: the service
+   // interface under which each encap of intfEncapHwStatus is counted.
+   FEN_COLLECTION(lagMembersCached, FenLagMembersCached, LagMembersCachedMap, Kestin::IntfId,
+                  Wex::WexLagPortList, 0x2F8D6B13)
+   FEN_OWNED_COLLECTION(portWantedEncap, FenPortWantedEncap, PortWantedEncapMap, Kestin::IntfId,
+                        WexPortWantedEncapList, 0x7C3E5A21, PortWantedEncapKeyFunktor)
+   FEN_COLLECTION(intfEncapPublishedSvcIntf, FenIntfEncapPublishedSvcIntf,
+                  IntfEncapPublishedSvcIntfMap, Ulva::IntfEncap, Kestin::IntfId, 0xD15B7E49)
 };
 
 // The config that `config` puts on `port`: the port's encap with the same tags,

@@ -26,6 +26,7 @@ enum WexIntfEncapSmType : std::uint16_t {
    wexIntfEncapSmTypeWexPortEncapHwConfigList = 0,
    wexIntfEncapSmTypeWexEncapHwStatusDecoder = 1,
    wexIntfEncapSmTypeWexIntfEncapSm = 2,
+   wexIntfEncapSmTypeWexPortWantedEncapList = 3,
 };
 
 }  // namespace WexVlanMapping

@@ -96,6 +96,10 @@ TEST_F(WexIntfEncapSmLag, JoinTakesOwnConfigOutThenAddsLagConfigUnderThePortsKey
            "WexIntfEncapSm::handlePortToLag: Ethernet1 isDel:false",
            "WexIntfEncapSm::doAddPortToLag: Ethernet1, removing old eth port h/w configs",
            "WexIntfEncapSm::doDeletePortHwConfig: (Ethernet1, 100:0x8100, 4095:0x8100)",
+           // The port's own encap is published no more; its service sees it failed.
+           "WexIntfEncapSm::doAddPortToLag: (Ethernet1, 100:0x8100, 4095:0x8100) deleting "
+           "hwStatus",
+           "WexIntfEncapSm::updateSvcIntfHwStatus: Vlan100 hwStatus hwStatusFailed",
            "WexIntfEncapSm::doAddPortToLag: Ethernet1, adding new port h/w configs from lag "
            "Port-Channel1",
            "WexIntfEncapSm::doAddPortHwConfig: (Ethernet1, 200:0x8100, 4095:0x8100) "
@@ -185,6 +189,9 @@ TEST_F(WexIntfEncapSmLag, MoveBetweenLagsIsAFullLeaveThenAFullJoin) {
            "WexIntfEncapSm::updateSvcIntfHwStatus: Vlan100 hwStatus hwStatusSuccess",
            "WexIntfEncapSm::doAddPortToLag: Ethernet1, removing old eth port h/w configs",
            "WexIntfEncapSm::doDeletePortHwConfig: (Ethernet1, 100:0x8100, 4095:0x8100)",
+           "WexIntfEncapSm::doAddPortToLag: (Ethernet1, 100:0x8100, 4095:0x8100) deleting "
+           "hwStatus",
+           "WexIntfEncapSm::updateSvcIntfHwStatus: Vlan100 hwStatus hwStatusFailed",
            "WexIntfEncapSm::doAddPortToLag: Ethernet1, adding new port h/w configs from lag "
            "Port-Channel2",
            "WexIntfEncapSm::doAddPortHwConfig: (Ethernet1, 300:0x8100, 4095:0x8100) "

@@ -101,7 +101,7 @@ TEST_F(WexIntfEncapSmRetry, SuccessAnswerDuringRetryChangesNothing) {
    EXPECT_EQ(published->hwStatus(e1), hwStatusSuccess);
 }
 
-TEST_F(WexIntfEncapSmRetry, ConfigRemovedWhileWaitingIsDroppedWithoutPlatformCall) {
+TEST_F(WexIntfEncapSmRetry, MemberConfigRemovedWhileWaitingLeavesTheRetrySetAtOnce) {
    lagIs("Port-Channel10", {"Ethernet1"});
    fwdInfoIs("Vlan100", 7);
    startRecording();
@@ -109,14 +109,14 @@ TEST_F(WexIntfEncapSmRetry, ConfigRemovedWhileWaitingIsDroppedWithoutPlatformCal
    machine().platformEncapHwStatusIs(eth1InLag, hwStatusNotReady);
    ASSERT_TRUE(machine().retryNeededHas(eth1InLag));
 
-   // Deleting the LAG's config takes the member's config along without a
-   // rollup of the member: it stays in the set.
+   // Deleting the LAG's config takes the member's config along, without a
+   // rollup of the member: the removal of the config alone ends the wait.
    wanted->serviceIntfDel(lagE);
    ASSERT_THAT(recording->callKeys(),
                ElementsAre("add Port-Channel10 100", "add Ethernet1 100", "delete Ethernet1 100",
                            "delete Port-Channel10 100"));
    ASSERT_FALSE(machine().hwConfigColl()->configHas(eth1InLag));
-   ASSERT_TRUE(machine().retryNeededHas(eth1InLag));
+   EXPECT_FALSE(machine().retryNeededHas(eth1InLag));
 
    TraceCapture trace;
    machine().handleHwConfigRetry();
@@ -142,7 +142,7 @@ TEST_F(WexIntfEncapSmRetry, StatusChangedWithoutRollupIsDroppedWithoutPlatformCa
    EXPECT_EQ(published->hwStatus(e1), hwStatusNotReady);
 }
 
-TEST_F(WexIntfEncapSmRetry, RestartLeavesWaitingEntriesThatTheNextRetryDrops) {
+TEST_F(WexIntfEncapSmRetry, RestartEmptiesTheRetrySet) {
    waitingE1();
    // The encap goes while the machine is not listening; the restart then finds
    // nothing to program for it.
@@ -150,7 +150,8 @@ TEST_F(WexIntfEncapSmRetry, RestartLeavesWaitingEntriesThatTheNextRetryDrops) {
    wanted->serviceIntfDel(e1);
    machine().hasNotificationActiveIs(true);
    machine().handleInitialized();
-   ASSERT_TRUE(machine().retryNeededHas(e1));
+   // Its config is gone with the restart, and with it the wait.
+   EXPECT_FALSE(machine().retryNeededHas(e1));
    ASSERT_EQ(machine().hwStatusColl()->hwStatuss(), 0u);
    ASSERT_EQ(machine().hwConfigColl()->configs(), 0u);
 

@@ -271,7 +271,7 @@ TEST_F(WexIntfEncapSmRollup, LastPortOfLagLosingConfigEmptiesLagDecoder) {
                            "4095:0x8100) hwStatus hwStatusFailed"));
 }
 
-TEST_F(WexIntfEncapSmRollup, LagEncapWithoutPortsCountsOnlyRemainingMembers) {
+TEST_F(WexIntfEncapSmRollup, LagMembersComeFromPortToLagNotFromLagToPort) {
    lagIs("Port-Channel10", {"Ethernet1", "Ethernet2"});
    fwdInfoIs("Vlan100", 7);
    startRecording();
@@ -282,19 +282,20 @@ TEST_F(WexIntfEncapSmRollup, LagEncapWithoutPortsCountsOnlyRemainingMembers) {
    ASSERT_EQ(decoder->hwStatus(lagE), hwStatusFailed);
    ASSERT_EQ(published->hwStatus(lagE), hwStatusFailed);
 
-   // The member list empties; nothing listens to it, the next rollup reads it.
+   // The member list empties while portToLag still names both ports: the
+   // members stay, and the LAG encap still counts with its failure.
    lagMembersIs("Port-Channel10", {});
    TraceCapture trace;
    machine().platformEncapHwStatusIs(lagE, hwStatusFailed);
 
    EXPECT_TRUE(machine().hwConfigColl()->configHas(lagE));
-   EXPECT_FALSE(decoder->hwStatusHas(lagE));
-   EXPECT_EQ(decoder->hwStatuss(), 2u);
-   EXPECT_EQ(counts(*decoder), (std::vector<std::uint32_t>{0, 0, 2}));
-   EXPECT_EQ(published->hwStatus(lagE), hwStatusSuccess);
+   EXPECT_TRUE(decoder->hwStatusHas(lagE));
+   EXPECT_EQ(decoder->hwStatuss(), 3u);
+   EXPECT_EQ(counts(*decoder), (std::vector<std::uint32_t>{1, 0, 2}));
+   EXPECT_EQ(published->hwStatus(lagE), hwStatusFailed);
    EXPECT_THAT(encapLines(trace),
                ElementsAre("WexIntfEncapSm::updateEncapHwStatus: (Port-Channel10, 100:0x8100, "
-                           "4095:0x8100) hwStatus hwStatusSuccess"));
+                           "4095:0x8100) hwStatus hwStatusFailed"));
    EXPECT_EQ(recording->calls.size(), 3u);
 }
 
