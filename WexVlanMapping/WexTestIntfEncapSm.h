@@ -11,9 +11,25 @@
 //
 // Construction starts the machine: every config the inputs imply is programmed
 // before the factory returns.
+//
+// Restart check
+// -------------
+// restartedIntfEncapSm builds, beside a running machine, the machine a restart
+// would build on the same inputs; restartDifferences lists where the two
+// disagree, and marks the two kinds of difference that a restart may show:
+// (1) dynamic leftover: a config that a replaced or detached dynamic collection
+//     left behind stays until something names its encap again, where a fresh
+//     machine derives from the inputs as they are now;
+// (2) direct report: a status the platform reported through
+//     platformEncapHwStatusIs stays as reported, unless the encap's config is
+//     programmed and the hardware's input gives the same status (a fresh machine
+//     hears only what the hardware's input holds).
+// Both are read off the running machine alone, without its history.
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "WexVlanMapping/WexIntfEncapSm.h"
 
@@ -79,5 +95,40 @@ Fen::Ptr<IntfEncapSm> intfEncapSmFactory(A const&... args) {
                  "intfEncapSmFactory takes the eight pointers of IntfEncapSm::Inputs, in order");
    return IntfEncapSm::IntfEncapSmIs(IntfEncapSm::Inputs{args...});
 }
+
+// One difference between a machine that heard every change and a fresh one.
+struct RestartDifference {
+   // "<collection> <key>: <running> / fresh <fresh>", e.g.
+   // "intfEncapHwStatus (Ethernet1, 100:0x8100, 4095:0x8100): hwStatusSuccess / fresh
+   // hwStatusFailed"; a side without the key shows "none".
+   std::string what;
+   // One of the two kinds of difference that a restart may show.
+   bool allowed = false;
+   // For an allowed one, its kind and the encap behind it ("dynamic leftover
+   // <encap>" or "direct report <encap>"); empty otherwise.
+   std::string why;
+   bool operator==(RestartDifference const&) const = default;
+};
+
+// A machine started on the inputs of `running` (wcsd, serviceIntfFwdInfo,
+// intfEncapServiceIntf, remoteEncapHwStatus, the attached dynamicIntfEncap,
+// testHwStatusColl), publishing into serviceIntfHwStatus and intfEncapHwStatus
+// collections of its own, with every port that `running` holds down reported down
+// again through platformPortDownIs: what a restart reaches. It changes none of
+// `running`'s outputs. It listens to the same inputs, so the caller drops it
+// before they change again.
+Fen::Ptr<IntfEncapSm> restartedIntfEncapSm(IntfEncapSm const& running);
+
+// Every difference between `running` and `fresh`, collection by collection in
+// this order, keys sorted by their string form within each:
+//  - intfEncapHwStatus (published encap statuses; absent on one side shows "none");
+//  - serviceIntfHwStatus (published service statuses);
+//  - hwConfigColl (the configs handed to the platform), with retryCnt taken as 0
+//    on both sides: it counts the running machine's own retries;
+//  - testHwConfigKey (what the simulated hardware holds);
+//  - retryNeeded (the retry set).
+// Each is marked allowed when it is one of the two kinds above.
+std::vector<RestartDifference> restartDifferences(IntfEncapSm const& running,
+                                                  IntfEncapSm const& fresh);
 
 }  // namespace WexVlanMappingTest

@@ -2,7 +2,23 @@
 // and prints, after each command, what changed in the simulated hardware and in
 // the published status collections.
 //
-// usage: wexvm-sim [--trace <facility>/<levels>[;...]] [--lintel <file>] <scenario>
+// usage: wexvm-sim [--trace <facility>/<levels>[;...]] [--lintel <file>]
+//                  [--check-restart[=end]] [--hash-seed <n>] <scenario>
+//
+//   --trace          text trace levels per facility, printed among the changes
+//   --lintel <file>  records the ring-buffer trace into <file> (see lintel-dump)
+//   --check-restart  after each command, builds beside the running machine the
+//                    one a restart would build on the same inputs (with the same
+//                    ports down), prints each difference between the two as
+//                    "check-restart: <scenario>:<line>: <what>", followed by
+//                    " (allowed: <why>)" for one of the two kinds a restart may
+//                    show (a dynamic leftover, a direct report), and drops it.
+//                    With =end, only once after the last command. A difference
+//                    that is not allowed makes the exit status 3.
+//   --hash-seed <n>  the process hash seed (decimal or 0x hexadecimal), which
+//                    fixes the order of every map walk so that a run repeats;
+//                    without it, the environment variable WEXVM_HASH_SEED, and
+//                    without that a seed chosen afresh.
 //
 // Scenario commands, one per line ('#' starts a comment). An encap is an
 // interface and its tags: "Ethernet1 100" (one tag) or "Ethernet1 100.200"
@@ -33,6 +49,7 @@
 //
 // A malformed line stops the run with its line number and what was wrong.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -43,6 +60,7 @@
 #include <vector>
 
 #include "Fen/Exception.h"
+#include "Fen/Hash.h"
 #include "Fen/Trace.h"
 #include "Lintel/TraceFile.h"
 #include "Lintel/TraceHandle.h"
@@ -128,6 +146,10 @@ public:
 
    void run(std::vector<std::string> const& words);
    Picture picture() const;
+   // Where a machine restarted now on the same inputs would differ from this one.
+   // The restarted machine is gone when this returns, and its trace lines are
+   // kept out of both trace channels.
+   std::vector<WexVlanMappingTest::RestartDifference> restartDifferences() const;
 
 private:
    void need(std::vector<std::string> const& w, std::size_t min, std::size_t max,
@@ -294,6 +316,33 @@ Picture Switch::picture() const {
    return p;
 }
 
+std::vector<WexVlanMappingTest::RestartDifference> Switch::restartDifferences() const {
+   Fen::TraceSink const sink = Fen::traceSinkIs([](Fen::String const&, int, Fen::String const&) {});
+   Lintel::TraceHandle* const lintel = Lintel::defaultLintelHandleIs(nullptr);
+   std::vector<WexVlanMappingTest::RestartDifference> out;
+   {
+      Fen::Ptr<WexVlanMappingTest::IntfEncapSm> const fresh =
+          WexVlanMappingTest::restartedIntfEncapSm(*sm_);
+      out = WexVlanMappingTest::restartDifferences(*sm_, *fresh);
+   }
+   Lintel::defaultLintelHandleIs(lintel);
+   Fen::traceSinkIs(sink);
+   return out;
+}
+
+// Prints the differences of a restart check after line `lineNo`; true when one
+// of them is not allowed.
+bool printRestartCheck(Switch const& sw, std::string const& scenario, int lineNo) {
+   bool notAllowed = false;
+   for (auto const& d : sw.restartDifferences()) {
+      std::cout << "check-restart: " << scenario << ":" << lineNo << ": " << d.what;
+      if (d.allowed) std::cout << " (allowed: " << d.why << ")";
+      std::cout << "\n";
+      notAllowed = notAllowed || !d.allowed;
+   }
+   return notAllowed;
+}
+
 void printChanges(Picture const& before, Picture const& after) {
    bool any = false;
    for (auto const& [k, v] : after) {
@@ -325,14 +374,25 @@ std::vector<std::string> wordsOf(std::string const& line) {
 
 int usage(int code) {
    (code ? std::cerr : std::cout)
-       << "usage: wexvm-sim [--trace <facility>/<levels>[;...]] [--lintel <file>] <scenario>\n";
+       << "usage: wexvm-sim [--trace <facility>/<levels>[;...]] [--lintel <file>]\n"
+          "                 [--check-restart[=end]] [--hash-seed <n>] <scenario>\n"
+          "  --check-restart[=end]  after each command (or only the last), the differences\n"
+          "                         from a machine restarted on the same inputs; exit\n"
+          "                         status 3 when one is not allowed\n"
+          "  --hash-seed <n>        the process hash seed, decimal or 0x hexadecimal\n"
+          "                         (default: WEXVM_HASH_SEED, else chosen afresh)\n";
    return code;
 }
+
+// When the restart check runs.
+enum class RestartCheck { never, everyCommand, atEnd };
 
 }  // namespace
 
 int main(int argc, char** argv) {
    std::string scenario, lintelFile;
+   char const* hashSeed = nullptr;
+   RestartCheck check = RestartCheck::never;
    Fen::TraceMasks masks;
    try {
       for (int i = 1; i < argc; ++i) {
@@ -341,6 +401,12 @@ int main(int argc, char** argv) {
             Fen::traceMasksAdd(masks, argv[++i]);
          } else if (!std::strcmp(argv[i], "--lintel") && i + 1 < argc) {
             lintelFile = argv[++i];
+         } else if (!std::strcmp(argv[i], "--check-restart")) {
+            check = RestartCheck::everyCommand;
+         } else if (!std::strcmp(argv[i], "--check-restart=end")) {
+            check = RestartCheck::atEnd;
+         } else if (!std::strcmp(argv[i], "--hash-seed") && i + 1 < argc) {
+            hashSeed = argv[++i];
          } else if (argv[i][0] == '-' || !scenario.empty()) {
             return usage(2);
          } else {
@@ -352,6 +418,20 @@ int main(int argc, char** argv) {
       return 2;
    }
    if (scenario.empty()) return usage(2);
+   // Before anything makes a keyed map: their members are placed by this seed.
+   char const* seedSource = "--hash-seed";
+   if (!hashSeed) {
+      hashSeed = std::getenv("WEXVM_HASH_SEED");
+      seedSource = "WEXVM_HASH_SEED";
+   }
+   if (hashSeed) {
+      try {
+         Fen::hashSeed32Is(Fen::hashSeed32FromText(hashSeed));
+      } catch (Fen::RangeException const& e) {
+         std::cerr << "wexvm-sim: " << seedSource << ": " << e.what() << "\n";
+         return 2;
+      }
+   }
    std::ifstream in(scenario);
    if (!in) {
       std::cerr << "wexvm-sim: cannot read " << scenario << "\n";
@@ -377,9 +457,11 @@ int main(int argc, char** argv) {
       if (!w.empty() && w[0] == "remote") withRemote = true;
    }
    int status = 0;
+   bool notAllowed = false;
    {
       Switch sw(withRemote);
       Picture before = sw.picture();
+      int lastCommand = 0;
       for (int lineNo = 1; lineNo <= static_cast<int>(lines.size()); ++lineNo) {
          std::string const& line = lines[static_cast<std::size_t>(lineNo - 1)];
          std::vector<std::string> const w = wordsOf(line);
@@ -405,6 +487,13 @@ int main(int argc, char** argv) {
          Picture after = sw.picture();
          printChanges(before, after);
          before = std::move(after);
+         lastCommand = lineNo;
+         if (check == RestartCheck::everyCommand) {
+            notAllowed = printRestartCheck(sw, scenario, lineNo) || notAllowed;
+         }
+      }
+      if (check == RestartCheck::atEnd && lastCommand) {
+         notAllowed = printRestartCheck(sw, scenario, lastCommand) || notAllowed;
       }
    }
    if (lintel) {
@@ -417,5 +506,6 @@ int main(int argc, char** argv) {
       }
    }
    Fen::traceSinkIs(previousSink);
+   if (status == 0 && notAllowed) status = 3;
    return status;
 }
