@@ -173,6 +173,13 @@ private:
       }
       for (auto it = running_.intfEncapSvcIntfCachedMap().begin(); it; it.advance())
          candidates.insert(it.key());
+      // A wanted encap that the replaced collection left without config or service.
+      for (auto it = running_.intfEncapServiceIntf()->serviceIntfMap().begin(); it; it.advance())
+         candidates.insert(it.key());
+      if (auto const* dynamic = running_.dynamicIntfEncap()) {
+         for (auto it = dynamic->entryMap().begin(); it; it.advance())
+            candidates.insert(it.key());
+      }
       WexIntfEncapHwConfig const noConfig;
       for (Ulva::IntfEncap const& e : candidates) {
          Kestin::IntfId svc;

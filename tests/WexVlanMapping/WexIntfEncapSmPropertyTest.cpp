@@ -138,7 +138,6 @@ public:
       list.portIs(lagPortA, Wex::WexLagPort());
       list.portIs(lagPortB, Wex::WexLagPort());
       wcsd->lagToPortIs(lag, list);
-      memberSinceRetry = {lagPortA, lagPortB};
       sm = intfEncapSmFactory(wcsd, fwd, svcStatus, wanted, published, remote, dynamic, hw);
    }
 
@@ -165,11 +164,9 @@ public:
       return inPortToLag(e.intfId()) ? Ulva::IntfEncap(wcsd->portToLag(e.intfId()), e.encap()) : e;
    }
 
-   // What a step tells the checks: the encap whose rollup ends the step, if any,
-   // and whether it was a retry pass.
+   // What a step tells the checks: the encap whose rollup ends the step, if any.
    struct StepEnd {
       std::optional<Ulva::IntfEncap> rolledUp;
-      bool retry = false;
    };
 
    // Checks every invariant; fails the case with all violations and the state.
@@ -187,8 +184,6 @@ public:
 
    // Ethernet ports last reported down.
    std::set<Kestin::IntfId> down;
-   // Ports that were in a LAG at some point since the last retry pass.
-   std::set<Kestin::IntfId> memberSinceRetry;
    // Encaps whose remote entry changed while their port was in a LAG (the
    // machine skips those) and whose published status no step has since ended
    // by rolling up.
@@ -223,9 +218,6 @@ void System::check(StepEnd const& end) {
       bool const gone = configKeys.count(it->first) || !statusKeys.count(it->first);
       it = gone ? reportOnly.erase(it) : std::next(it);
    }
-   if (end.retry) memberSinceRetry.clear();
-   for (auto const& port : keysOf(wcsd->portToLagMap()))
-      memberSinceRetry.insert(port);
    if (end.rolledUp) remoteSkipped.erase(publishedUnder(*end.rolledUp));
 
    // Invariant (1) of WexIntfEncapSm.h. Every decoder's counters agree with its members.
@@ -263,27 +255,9 @@ void System::check(StepEnd const& end) {
       }
    }
 
-   // Invariant (3) of WexIntfEncapSm.h. The retry set. An encap qualifies when its status is not
-   // ready and it has a config. Membership is decided on the encap itself by its rollup and nowhere
-   // else is it added, so the set is exact for an encap after a step whose last change to that
-   // encap's status or config was followed by its rollup:
-   //  - encaps of the LAGs and of ports in no LAG, after every step. Their
-   //    configs and statuses change only inside updateHwConfig of that very
-   //    encap, in platformEncapHwStatusIs, in the walks of a port going down or
-   //    up, of a reinit and of a leave (each of these rolls up every encap it
-   //    touches); a retry pass changes no status and keeps exactly the
-   //    qualifying entries.
-   //  - the encap named by a step that ends in its rollup: a static or dynamic
-   //    entry that changed, a platform report, a hardware status change that
-   //    the simulated platform reports.
-   // The encaps of member ports (Ethernet3, Ethernet4) are programmed and
-   // deleted by the LAG's updateHwConfig, which rolls up the LAG encap only: a
-   // member answered not ready is not in the set until it reports, and a
-   // member deleted while waiting stays until the next retry pass drops it. So
-   // after a retry pass every entry qualifies. Such a member may be deleted by
-   // a change of its LAG's config, not by a leave, and then stays in the set
-   // after the port left: the encaps of a port that was in a LAG since the last
-   // retry pass are not exact either.
+   // Invariant (3) of WexIntfEncapSm.h. The retry set, exact after every step: an
+   // encap waits exactly when its config is programmed and its last status is
+   // not ready, a LAG member's as much as any other.
    auto qualifies = [&](Ulva::IntfEncap const& k) {
       return statuses.hwStatusHas(k) && statuses.hwStatus(k) == hwStatusNotReady &&
              configs.configHas(k) && configs.config(k) != WexIntfEncapHwConfig();
@@ -291,13 +265,10 @@ void System::check(StepEnd const& end) {
    std::set<Ulva::IntfEncap> candidates = retryKeys;
    candidates.insert(statusKeys.begin(), statusKeys.end());
    for (auto const& k : candidates) {
-      bool const exact = (!inPortToLag(k.intfId()) && !memberSinceRetry.count(k.intfId())) ||
-                         (end.rolledUp && *end.rolledUp == k);
       bool const in = retryKeys.count(k) != 0;
-      if (exact && in != qualifies(k)) {
+      if (in != qualifies(k)) {
          violation(k, in ? "waits for a retry without qualifying" : "qualifies but does not wait");
       }
-      if (end.retry && in && !qualifies(k)) violation(k, "still waits after a retry pass");
    }
 
    // Invariant (4) of WexIntfEncapSm.h. Every programmed config is one that is wanted: the plain or
@@ -633,7 +604,7 @@ struct Retry : Step {
    void run(Model const&, System& s) const override {
       ++s.retryPasses;
       s.sm->handleHwConfigRetry();
-      s.check({std::nullopt, true});
+      s.check({std::nullopt});
    }
    void show(std::ostream& os) const override { os << "retry"; }
 };
