@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "Fen/Accessors.h"
+#include "Fen/Exception.h"
 #include "Fen/HashMap2018.h"
 #include "Fen/Notifiee.h"
 #include "Fen/Ptr.h"
@@ -280,6 +281,45 @@ TEST(HashMap2018KeyForm, SeededRhashOfIdHashesTheIdWord) {
       std::uint32_t const h =
           Fen::hashSingleAttr(Fen::hashSeed32() ^ FenPortDown::salt, id.value());
       EXPECT_EQ(PortDownMap::rhash(id), h ? h : 1u);
+   }
+}
+
+TEST(HashMap2018KeyForm, GivenProcessSeedDecidesTheRhashAndTheWalkOrder) {
+   std::uint32_t const processSeed = Fen::hashSeed32();
+   auto walk = [](std::uint32_t seed) {
+      Fen::hashSeed32Is(seed);
+      EXPECT_EQ(Fen::hashSeed32(), seed);
+      CostMap map;
+      for (int i = 0; i < 64; ++i)
+         map.memberIs(encapOf(i), i);
+      std::uint32_t const h = encapOf(5).hash(seed ^ FenCost::salt);
+      EXPECT_EQ(CostMap::rhash(encapOf(5)), h ? h : 1u);
+      std::vector<Ulva::IntfEncap> order;
+      for (auto it = map.begin(); it; it.advance())
+         order.push_back(it.key());
+      return order;
+   };
+   // The same seed walks in the same order; another seed in another.
+   std::vector<Ulva::IntfEncap> const a = walk(0x5EED);
+   EXPECT_EQ(walk(0x5EED), a);
+   EXPECT_NE(walk(0xC0FFEE), a);
+   Fen::hashSeed32Is(processSeed);
+}
+
+TEST(HashMap2018KeyForm, SeedTextIsDecimalOrHexadecimal) {
+   EXPECT_EQ(Fen::hashSeed32FromText("0"), 0u);
+   EXPECT_EQ(Fen::hashSeed32FromText("4294967295"), 0xFFFFFFFFu);
+   EXPECT_EQ(Fen::hashSeed32FromText("0x5eed"), 0x5EEDu);
+   EXPECT_EQ(Fen::hashSeed32FromText("0XDEADBEEF"), 0xDEADBEEFu);
+   EXPECT_EQ(Fen::hashSeed32FromText("010"), 10u);
+   for (char const* bad : {"", "12x", "-1", "+1", " 1", "0x", "0x100000000", "4294967296"}) {
+      try {
+         Fen::hashSeed32FromText(bad);
+         ADD_FAILURE() << "accepted '" << bad << "'";
+      } catch (Fen::RangeException const& e) {
+         EXPECT_EQ(std::string(e.what()),
+                   std::string("hash seed \"") + bad + "\" is not a 32-bit number");
+      }
    }
 }
 
