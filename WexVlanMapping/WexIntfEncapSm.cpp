@@ -189,10 +189,11 @@ void WexIntfEncapSm::handleServiceIntfFwdInfo(Kestin::IntfId intfId) {
 void WexIntfEncapSm::updateHwConfig(Ulva::IntfEncap const& intfEncap) {
    // 1-7: the config as it should be, and the service interface it serves.
    Kestin::IntfId serviceIntf;
-   WexIntfEncapHwConfig const wanted = deriveHwConfig(intfEncap, &serviceIntf);
+   bool isWanted = false;
+   WexIntfEncapHwConfig const wanted = deriveHwConfig(intfEncap, &serviceIntf, &isWanted);
    // 8-9: leave the former service aggregate, join the new one.
    doMoveSvcMembership(intfEncap, serviceIntf);
-   updateWantedEncap(intfEncap);
+   updateWantedEncap(intfEncap, isWanted);
    // 10-12: the config programmed as wanted.
    doReplaceHwConfig(intfEncap, wanted);
    // 13-14
@@ -201,28 +202,32 @@ void WexIntfEncapSm::updateHwConfig(Ulva::IntfEncap const& intfEncap) {
 }
 
 WexIntfEncapHwConfig WexIntfEncapSm::deriveHwConfig(Ulva::IntfEncap const& intfEncap,
-                                                    Kestin::IntfId* serviceIntfOut) const {
+                                                    Kestin::IntfId* serviceIntfOut,
+                                                    bool* wantedOut) const {
    // 1-4: what is wanted, a dynamic entry winning over the static one field by field.
    Ulva::VlanTagEncap egressEncap = intfEncap.encap();
    Kestin::IntfId serviceIntf = intfEncapServiceIntf()->serviceIntf(intfEncap);
    WexIntfEncapSource source = staticEncap;
+   bool wanted = serviceIntf != noIntf;
    if (WexDynamicIntfEncapColl const* dynamic = dynamicIntfEncap()) {
       WexDynamicIntfEncapInfo const info = dynamic->entry(intfEncap);
       if (info != WexDynamicIntfEncapInfo()) {
          egressEncap = info.egressEncap();
          source = info.source();
          serviceIntf = info.serviceIntf();
+         wanted = true;
       }
    }
+   if (wantedOut) *wantedOut = wanted;
    // 5-7: the forwarding of that service, and the LAG of a LAG's own encap.
    Ulva::ServiceIntfFwdInfo const fwdInfo = serviceIntfFwdInfo()->fwdInfo(serviceIntf);
    Kestin::IntfId const lagId =
        PortChannelIntfId::isPortChannelIntfId(intfEncap.intfId()) ? intfEncap.intfId() : noIntf;
-   WexIntfEncapHwConfig wanted(intfEncap, fwdInfo, lagId);
-   wanted.egressEncapIs(egressEncap);
-   wanted.sourceIs(source);
+   WexIntfEncapHwConfig config(intfEncap, fwdInfo, lagId);
+   config.egressEncapIs(egressEncap);
+   config.sourceIs(source);
    *serviceIntfOut = serviceIntf;
-   return wanted;
+   return config;
 }
 
 void WexIntfEncapSm::doMoveSvcMembership(Ulva::IntfEncap const& intfEncap,
@@ -690,10 +695,7 @@ void WexIntfEncapSm::updateLagEncapMember(WexEncapHwStatusDecoder& decoder,
    }
 }
 
-void WexIntfEncapSm::updateWantedEncap(Ulva::IntfEncap const& intfEncap) {
-   WexDynamicIntfEncapColl const* const dynamic = dynamicIntfEncap();
-   bool const wanted = intfEncapServiceIntf()->serviceIntfHas(intfEncap) ||
-                       (dynamic && dynamic->entryHas(intfEncap));
+void WexIntfEncapSm::updateWantedEncap(Ulva::IntfEncap const& intfEncap, bool wanted) {
    Kestin::IntfId const intf = intfEncap.intfId();
    if (wanted) {
       portWantedEncapIs(intf)->encapIs(intfEncap);

@@ -218,12 +218,13 @@ public:
    void doDeleteHwConfig(WexIntfEncapHwConfig const& hwConfig);
    // The wanted config of an encap (from its own interface's list), or a default.
    WexIntfEncapHwConfig getHwConfig(Ulva::IntfEncap const& intfEncap) const;
-   // The config that the inputs imply for `intfEncap` now, and the service
-   // interface it is counted under (the first steps of updateHwConfig; changes
+   // The config that the inputs imply for `intfEncap` now, the service interface
+   // it is counted under and (with `wanted`) whether an input names it with a
+   // service or a dynamic record (the first steps of updateHwConfig; changes
    // nothing). Equal to getHwConfig, apart from fwdData 0, unless the encap's
    // config was derived from a dynamic collection since replaced or detached.
    WexIntfEncapHwConfig deriveHwConfig(Ulva::IntfEncap const& intfEncap,
-                                       Kestin::IntfId* serviceIntf) const;
+                                       Kestin::IntfId* serviceIntf, bool* wanted = nullptr) const;
 
    // The reactor attributes, in attribute order (used by the state machine shape).
    auto fenReactors() { return FEN_SM_TIE(WEX_INTF_ENCAP_SM_ATTRIBUTES); }
@@ -263,8 +264,8 @@ private:
    // The LAG encap's place in `decoder`, per lagEncapCounts.
    void updateLagEncapMember(WexEncapHwStatusDecoder& decoder, Ulva::IntfEncap const& lagEncap);
    // Keeps `intfEncap` in the index of wanted encaps of its interface while
-   // either input names it.
-   void updateWantedEncap(Ulva::IntfEncap const& intfEncap);
+   // either input names it (`wanted`, as deriveHwConfig says).
+   void updateWantedEncap(Ulva::IntfEncap const& intfEncap, bool wanted);
    // The encap's place as a published encap leaves `svcIntf`: it stays there,
    // as failed, only where derivation counts it.
    void leavePublishedSvc(Ulva::IntfEncap const& encap, Kestin::IntfId svcIntf);
