@@ -7,7 +7,9 @@
 //
 // The directories use the legacy key form (the id's own unseeded hash). Each
 // change notifies its attribute with the key; a write equal to the stored value
-// is silent.
+// is silent. A directory holds its members under a key of their own: a writer can
+// put another object of the same id in place of a member in one write, or leave
+// a null member under a key (intfStatusIs(id, ptr), hardwareStatusIs(id, ptr)).
 #pragma once
 
 #include <cstdint>
@@ -17,12 +19,6 @@
 #include "Kestin/IntfId.h"
 
 namespace Interface {
-
-// The key of a status object in its directory is the object's own `intfId`.
-template <class Status>
-struct StatusKeyFunktor {
-   Kestin::IntfId operator()(Fen::Ptr<Status> const& s) const { return s->intfId(); }
-};
 
 class SubIntfStatus : public Fen::Notifier {
    FEN_COUNTED_CLASS("Interface::SubIntfStatus")
@@ -43,10 +39,10 @@ class SubIntfStatusDir : public Fen::Notifier {
 public:
    FEN_CREATOR(SubIntfStatusDir)
    // intfStatusAttributeId, FenIntfStatus, IntfStatusMap, intfStatus_ and its
-   // accessors.
-   FEN_NOTIFYING_OWNED_COLLECTION(intfStatus, FenIntfStatus, IntfStatusMap, 386, Kestin::IntfId,
-                                  SubIntfStatus, 0, StatusKeyFunktor<SubIntfStatus>,
-                                  Fen::HashHelper::KeyAndRhashLegacy)
+   // accessors: intfStatusIs(id) finds or makes the member; intfStatusIs(id, ptr)
+   // puts `ptr` (null too) under `id`.
+   FEN_NOTIFYING_OBJECT_COLLECTION(intfStatus, FenIntfStatus, IntfStatusMap, 386, Kestin::IntfId,
+                                   SubIntfStatus, 0, void, Fen::HashHelper::KeyAndRhashLegacy)
 };
 
 Fen::Ptr<SubIntfStatusDir> subIntfStatusDirFactory();
@@ -74,11 +70,11 @@ public:
    FEN_CREATOR(SubIntfStatusDir)
    // hardwareStatusAttributeId, FenHardwareStatus, HardwareStatusMap,
    // hardwareStatus_ and its accessors: hardwareStatusIs(id) creates the entry or
-   // returns the existing one; hardwareStatusDel(id) gives back the removed entry,
-   // null if none.
-   FEN_NOTIFYING_OWNED_COLLECTION(hardwareStatus, FenHardwareStatus, HardwareStatusMap, 258,
-                                  Kestin::IntfId, SubIntfStatus, 0, StatusKeyFunktor<SubIntfStatus>,
-                                  Fen::HashHelper::KeyAndRhashLegacy)
+   // returns the existing one; hardwareStatusIs(id, ptr) puts `ptr` (null too)
+   // under `id`; hardwareStatusDel(id) gives back the removed entry, null if none.
+   FEN_NOTIFYING_OBJECT_COLLECTION(hardwareStatus, FenHardwareStatus, HardwareStatusMap, 258,
+                                   Kestin::IntfId, SubIntfStatus, 0, void,
+                                   Fen::HashHelper::KeyAndRhashLegacy)
 };
 
 Fen::Ptr<SubIntfStatusDir> subIntfStatusDirFactory();

@@ -98,6 +98,19 @@ void memberDelAll(Map const& map, NotifyVia const&, DelOne&& delOne) {
    memberDelAllNotifying(map, std::forward<DelOne>(delOne));
 }
 
+// xIs(key) of a directory of objects (a map of Fen::Ptr under a separate key):
+// the member, or a new one from `make` stored under `key` (also in place of a
+// null member), with one notification.
+template <class Map, class Notify, class Make>
+typename Map::ValueType memberFindOrCreateAt(Map& map, Notify const& notify,
+                                             typename Map::KeyType const& key, Make&& make) {
+   if (auto const* node = map[key]; node && node->value) return node->value;
+   typename Map::ValueType created = make(key);
+   map.memberIs(key, created);
+   notify(key);
+   return created;
+}
+
 // xIs(key) of a map of owned objects: the member, or a new one from `make`.
 template <class Map, class Notify, class Make>
 typename Map::ValueType memberFindOrCreate(Map& map, Notify const& notify,
@@ -212,6 +225,18 @@ public:
    using MapT = ::Fen::HashMap2018<Tag, Key, Value>;                               \
    FEN_NOTIFYING_COLLECTION_ACCESSORS(x, MapT, x##_, x##AttributeId, notifiees_)   \
    FEN_COLLECTION_MEMBER_(x, MapT)
+
+// A directory of objects: Fen::Ptr<Class> values under a key of their own, so that
+// a member can be replaced by another object under the same key in one write
+// (xIs(key, ptr), one notification) and a key can hold a null member. Beside the
+// accessors of a map of values, xIs(key) finds or makes the member Class(key).
+#define FEN_NOTIFYING_OBJECT_COLLECTION(x, Tag, MapT, attributeId, Key, Class, salt, ...)         \
+   FEN_NOTIFYING_COLLECTION(x, Tag, MapT, attributeId, Key, ::Fen::Ptr<Class>, salt, __VA_ARGS__) \
+   ::Fen::Ptr<Class> x##Is(Key const& key) {                                                      \
+      return ::Fen::memberFindOrCreateAt(                                                         \
+          x##_, ::Fen::NotifyVia{notifiees_, x##AttributeId}, key,                                \
+          [](Key const& k) { return ::Fen::fenObjectIs<Class>(k); });                             \
+   }
 
 #define FEN_NOTIFYING_OWNED_COLLECTION(x, Tag, MapT, attributeId, Key, Class, salt, ...)      \
    static constexpr ::Fen::AttributeId x##AttributeId = attributeId;                          \

@@ -12,6 +12,11 @@ void throwRangeException(String const& message) {
    throw RangeException(message);
 }
 
+void throwMutatorArgNullPointerException(char const* type, std::uint32_t attributeId) {
+   throw RangeException(
+       format("%s: attribute %u takes no null pointer as a member", type, attributeId));
+}
+
 String format(char const* pattern, ...) {
    va_list args;
    va_start(args, pattern);

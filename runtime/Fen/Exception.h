@@ -2,6 +2,7 @@
 // raise it, with a message that names what was wrong.
 #pragma once
 
+#include <cstdint>
 #include <stdexcept>
 
 #include "Fen/String.h"
@@ -16,6 +17,10 @@ public:
 
 // Throws RangeException carrying `message`.
 [[noreturn]] void throwRangeException(String const& message);
+
+// Refuses a null argument of a mutator that makes a member of a reactor
+// collection: throws RangeException naming the class and the attribute.
+[[noreturn]] void throwMutatorArgNullPointerException(char const* type, std::uint32_t attributeId);
 
 // printf-style formatting into a Fen::String.
 String format(char const* pattern, ...) __attribute__((format(printf, 1, 2)));

@@ -5,6 +5,11 @@
 //                        announce their changes derive from it)
 // Fen::Reactor<...>      the nested listener class `FenX` of a state machine: it
 //                        hears one attribute of one notifier and calls a handler
+// Fen::EntryReactor<...> the listener of one member object of a directory (an
+//                        entry): it hears one scalar attribute of that object
+//                        and calls the handler with the object's key
+// Fen::EntryMap<...>     a state machine's collection of entries, one per member
+//                        of a directory, with the generated xIs / xDel / xDelAll
 // Fen::ReactorSlot<R>    the state machine's attribute that holds a reactor, with
 //                        the generated `xIs(Fen::Ptr)` and `xDel()` of a shared input
 // Fen::StateMachine<...> hasNotificationActiveIs, fenDoZombieReactors and the
@@ -18,9 +23,12 @@
 // when it dies, so a reactor that outlives its state machine calls nothing.
 #pragma once
 
+#include <cstdint>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 
+#include "Fen/Exception.h"
 #include "Fen/HashMap2018.h"
 #include "Fen/Notifiee.h"
 #include "Fen/Ptr.h"
@@ -44,17 +52,36 @@ protected:
 // The work of a reactor's notifierIs beside the switch itself (its variant), run
 // after the switch and before the registration.
 // NoVariant: nothing.
+// Each variant also says what follows the handler of one key (afterAttribute).
 struct NoVariant {
    template <class R>
    static void afterSwitch(R&) {}
+   template <class R, class Key>
+   static void afterAttribute(R&, Key const&) {}
 };
 // Rescan: the state machine's handler of the whole attribute, unless the reactor
 // is marked for deletion or has lost its state machine.
 template <auto sweep>
-struct Rescan {
+struct Rescan : NoVariant {
    template <class R>
    static void afterSwitch(R& r) {
       if (!r.fenMarkedForDeletion() && r.owner) (r.owner->*sweep)();
+   }
+};
+// Reconcile: one entry reactor per member of a directory, kept by the state
+// machine's EntryMap that `entries()` gives. After a switch, every member gets
+// its entry and entries of keys gone go; after the handler of one key (also
+// when the reactor is marked for deletion), that key's entry follows the
+// directory. Both only while notifier and owner are set.
+template <auto entries>
+struct Reconcile {
+   template <class R>
+   static void afterSwitch(R& r) {
+      if (r.notifier() && r.owner) (r.owner->*entries)().reconcile(*r.owner, *r.notifier());
+   }
+   template <class R, class Key>
+   static void afterAttribute(R& r, Key const& key) {
+      if (r.notifier() && r.owner) (r.owner->*entries)().reconcile(*r.owner, *r.notifier(), key);
    }
 };
 // Picks the overload of a handler that takes no key: `wholeHandler<Sm>(&Sm::handleX)`.
@@ -69,44 +96,25 @@ constexpr auto wholeHandler(void (Sm::*handler)()) {
 // Variants of notifierIs: `Variant::afterSwitch(reactor)` runs after the switch
 // and before the registration (a rescan, a scalar handler, a reconciliation);
 // `Derived` may instead define its own `void onNotifierSwitched()`.
-template <class Derived, class Sm, class NotifierT, AttributeId attributeId, class Key,
-          auto handler, class Variant = NoVariant>
-class Reactor : public PtrInterface::NotifieeConst {
+// What every reactor has: the owner, the binding, the zombie state.
+template <class Sm, class NotifierT>
+class ReactorBase : public PtrInterface::NotifieeConst {
 public:
    using NotifierType = NotifierT;
    using OwnerType = Sm;
-   static constexpr AttributeId fenAttributeId = attributeId;
 
    // Raw back-pointer to the state machine; null once the state machine is gone.
    Sm* owner;
 
    // Binds to `notifier` (which may be null) and registers; calls no handler.
-   Reactor(Ptr<NotifierT const> const& notifier, Sm* ownerSm) : owner(ownerSm) {
+   ReactorBase(Ptr<NotifierT const> const& notifier, Sm* ownerSm) : owner(ownerSm) {
       NotifieeConst::notifierIs(notifier.ptr());
       isRegisteredNotifieeIs(true);
    }
-   ~Reactor() override { fenDoZombieReactors(true); }
+   ~ReactorBase() override { fenDoZombieReactors(true); }
 
    NotifierT const* notifier() const {
       return static_cast<NotifierT const*>(NotifieeConst::notifier());
-   }
-
-   // Switches to `p`, cast to the notifier type (a wrong type counts as null).
-   // The same notifier again does nothing: no rescan, no second registration.
-   void notifierIs(Ptr<PtrInterface const> const& p) {
-      auto const* n = dynamic_cast<NotifierT const*>(p.ptr());
-      if (n == notifier()) return;
-      NotifieeConst::notifierIs(n);
-      static_cast<Derived*>(this)->onNotifierSwitched();
-      isRegisteredNotifieeIs(true);
-   }
-   void onNotifierSwitched() { Variant::afterSwitch(static_cast<Derived&>(*this)); }
-
-   // Forwards its own attribute to the handler, unless marked for deletion.
-   void onAttribute(AttributeId id, void const* keyPtr) override {
-      if (id != attributeId) return;
-      if (fenMarkedForDeletion()) return;
-      (owner->*handler)(*static_cast<Key const*>(keyPtr));
    }
 
    // Zombie or back: notification follows the mark (only with a notifier).
@@ -115,6 +123,165 @@ public:
       if (NotifieeConst::notifier() != nullptr) NotifieeConst::hasNotificationActiveIs(!zombie);
       fenMarkedForDeletionIs(zombie);
    }
+
+protected:
+   // Switches to `p` cast to the notifier type (a wrong type counts as null);
+   // false when that is the notifier already.
+   bool switchTo(Ptr<PtrInterface const> const& p) {
+      auto const* n = dynamic_cast<NotifierT const*>(p.ptr());
+      if (n == notifier()) return false;
+      NotifieeConst::notifierIs(n);
+      return true;
+   }
+};
+
+template <class Derived, class Sm, class NotifierT, AttributeId attributeId, class Key,
+          auto handler, class Variant = NoVariant>
+class Reactor : public ReactorBase<Sm, NotifierT> {
+public:
+   static constexpr AttributeId fenAttributeId = attributeId;
+   using ReactorBase<Sm, NotifierT>::ReactorBase;
+   using ReactorBase<Sm, NotifierT>::owner;
+
+   // Switches to `p`, cast to the notifier type (a wrong type counts as null).
+   // The same notifier again does nothing: no rescan, no second registration.
+   void notifierIs(Ptr<PtrInterface const> const& p) {
+      if (!this->switchTo(p)) return;
+      static_cast<Derived*>(this)->onNotifierSwitched();
+      this->isRegisteredNotifieeIs(true);
+   }
+   void onNotifierSwitched() { Variant::afterSwitch(static_cast<Derived&>(*this)); }
+
+   // Forwards its own attribute to the handler, unless marked for deletion; the
+   // variant's work follows.
+   void onAttribute(AttributeId id, void const* keyPtr) override {
+      if (id != attributeId) return;
+      Key const& key = *static_cast<Key const*>(keyPtr);
+      if (!this->fenMarkedForDeletion()) (owner->*handler)(key);
+      Variant::afterAttribute(static_cast<Derived&>(*this), key);
+   }
+};
+
+// The listener of one member object of a directory. It hears the scalar
+// attribute `attributeId` of that object and calls `handler` of the state machine
+// with the object's `intfId()` (a default key while it has no object). A switch to
+// another object runs the handler at once, unless there is none or the entry is
+// marked for deletion. Keeps nothing of the object it hears.
+template <class Derived, class Sm, class NotifierT, AttributeId attributeId, auto handler>
+class EntryReactor : public ReactorBase<Sm, NotifierT> {
+public:
+   static constexpr AttributeId fenAttributeId = attributeId;
+   using KeyType = std::remove_cvref_t<decltype(std::declval<NotifierT const&>().intfId())>;
+   using ReactorBase<Sm, NotifierT>::ReactorBase;
+   using ReactorBase<Sm, NotifierT>::owner;
+
+   KeyType key() const { return this->notifier() ? this->notifier()->intfId() : KeyType(); }
+   // What onAttribute and a switch call (the generated fen_handleX_y()).
+   void fenHandle() { (owner->*handler)(key()); }
+
+   void notifierIs(Ptr<PtrInterface const> const& p) {
+      if (!this->switchTo(p)) return;
+      if (this->notifier() && !this->fenMarkedForDeletion()) fenHandle();
+      this->isRegisteredNotifieeIs(true);
+   }
+
+   void onAttribute(AttributeId id, void const*) override {
+      if (id != attributeId) return;
+      if (this->fenMarkedForDeletion()) return;
+      fenHandle();
+   }
+};
+
+// The key of an entry in its map: the key of the object it hears.
+template <class Entry>
+struct EntryKeyFunktor {
+   typename Entry::KeyType operator()(Ptr<Entry> const& e) const { return e->key(); }
+};
+
+// A state machine's collection of entries: one EntryReactor per non-null member
+// of a directory, under the member's key. `members` and `member` are the
+// directory's map and lookup accessors; `salt` seeds the map's hash; `attributeId`
+// is the collection's own, named when a null member is refused.
+template <class Entry, std::uint32_t salt, AttributeId attributeId, auto members, auto member>
+class EntryMap {
+public:
+   using Sm = typename Entry::OwnerType;
+   using NotifierT = typename Entry::NotifierType;
+   using Key = typename Entry::KeyType;
+   using Map = HashMap2018<MapTag<salt, EntryKeyFunktor<Entry>>, Key, Ptr<Entry>>;
+
+   // The object the entry of `key` hears, or null.
+   NotifierT const* get(Key const& key) const {
+      auto const* node = map_[key];
+      return node && *node ? (*node)->notifier() : nullptr;
+   }
+   std::uint32_t size() const { return static_cast<std::uint32_t>(map_.size()); }
+   Map const& map() const { return map_; }
+
+   // xIs(p): an entry for `p` under its key. One that already hears `p` stays as
+   // it is; one that hears another object under the key switches to `p` (and so
+   // runs the handler); a new one runs none. Each comes out marked for deletion
+   // as the state machine is.
+   void is(Sm& sm, Ptr<NotifierT const> const& p) {
+      if (!p) throwMutatorArgNullPointerException(Sm::fenTypeName(), attributeId);
+      if (auto const* node = map_[p->intfId()]) {
+         Ptr<Entry> const entry = *node;
+         if (entry->notifier() == p.ptr()) return;
+         entry->notifierIs(p);
+         entry->fenDoZombieReactors(sm.fenMarkedForDeletion());
+         return;
+      }
+      Ptr<Entry> const entry = fenObjectIs<Entry>(p, &sm);
+      map_.memberIs(entry);
+      entry->fenDoZombieReactors(sm.fenMarkedForDeletion());
+   }
+
+   // xDel(key): the entry leaves the map, a zombie without owner and without
+   // notification; gives back the object it heard, or null.
+   Ptr<NotifierT const> del(Sm& sm, Key const& key) {
+      Ptr<Entry> const entry = map_.memberDel(key);
+      if (!entry) return nullptr;
+      Ptr<Sm> const holdSm(&sm);
+      entry->fenDoZombieReactors(true);
+      entry->owner = nullptr;
+      entry->hasNotificationActiveIs(false);
+      return Ptr<NotifierT const>(entry->notifier());
+   }
+
+   // xDelAll(): xDel of every key.
+   void delAll(Sm& sm) {
+      for (typename Map::IteratorConst it(map_); it; it.advance()) {
+         Key const key = it.key();
+         (void)del(sm, key);
+      }
+   }
+
+   // Every non-null member of `dir` gets its entry; entries of keys that `dir`
+   // lacks, or holds null, go.
+   template <class Dir>
+   void reconcile(Sm& sm, Dir const& dir) {
+      for (typename std::remove_cvref_t<decltype((dir.*members)())>::IteratorConst it(
+               (dir.*members)());
+           it; it.advance()) {
+         if (auto const m = (dir.*member)(it.key())) is(sm, m);
+      }
+      for (typename Map::IteratorConst it(map_); it; it.advance()) {
+         Key const key = it.key();
+         if (!(dir.*member)(key)) (void)del(sm, key);
+      }
+   }
+   // The entry of `key` follows `dir`'s member under it.
+   template <class Dir>
+   void reconcile(Sm& sm, Dir const& dir, Key const& key) {
+      if (auto const m = (dir.*member)(key)) {
+         is(sm, m);
+      } else {
+         (void)del(sm, key);
+      }
+   }
+
+private:
+   Map map_;
 };
 
 // A state machine's attribute that holds the reactor of one input.
@@ -205,6 +372,13 @@ void fenForEachReactor(HashMap2018<Tag, Key, Ptr<R>> const& map, Fn&& fn) {
          if (hold) fn(*hold);
       }
    }
+}
+
+template <class Entry, std::uint32_t salt, AttributeId attributeId, auto members, auto member,
+          class Fn>
+void fenForEachReactor(EntryMap<Entry, salt, attributeId, members, member> const& entries,
+                       Fn&& fn) {
+   fenForEachReactor(entries.map(), std::forward<Fn>(fn));
 }
 
 // The root of every state machine: a counted object that can turn itself and
