@@ -29,4 +29,10 @@ enum WexIntfEncapSmType : std::uint16_t {
    wexIntfEncapSmTypeWexPortWantedEncapList = 3,
 };
 
+// WexIntfEncapMuxSm: the sub-interface multiplexer, the one class of its module.
+extern Fen::FenModule const wexIntfEncapMuxSmModule;
+enum WexIntfEncapMuxSmType : std::uint16_t {
+   wexIntfEncapMuxSmTypeWexIntfEncapMuxSm = 0,
+};
+
 }  // namespace WexVlanMapping

@@ -55,11 +55,28 @@
 //   FEN_SM_TIE          the reactor slots as a tuple of references, for
 //                       fenReactors()
 //
+// Entries
+// -------
+// A state machine that hears a scalar attribute of every member of a directory
+// keeps one entry reactor per member (Fen::EntryReactor, Fen::EntryMap), declared
+// with one line after its handlers:
+//
+//   FEN_SM_ENTRIES(x, Name, NotifierT, heard, handler, salt, attributeId, DirT, members)
+//
+// for the collection `x` of entries `FenName` hearing attribute `heard` of
+// NotifierT (the directory DirT's member class, whose members are `members`) and
+// calling `handler(key)`. It makes the entry class FenName with its forwarder
+// fen_handleName_heard(), the collection's type FenNameMap and member x_, the
+// accessors x(key), xIs(p), xDel(key), xDelAll(), xs(), xMap(), and
+// fenEntriesName() for the directory reactor's Fen::Reconcile variant. Its
+// member stands in fenReactors() after the slots of FEN_SM_TIE.
+//
 // Each macro-made name is listed in a one-line comment where the expansion is
 // used, so that a search for it finds its origin.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
@@ -161,3 +178,43 @@
 
 #define FEN_SM_TIE(TABLE) \
    std::tuple_cat(TABLE(FEN_SM_ROW_TIE_IN_, FEN_SM_ROW_NONE_, FEN_SM_ROW_TIE_IN_) std::tuple<>())
+
+#define FEN_SM_ENTRIES(x, Name, NotifierT, heard, handler, salt, attributeId, DirT, members)      \
+   class Fen##Name : public ::Fen::EntryReactor<Fen##Name, FenSm, NotifierT,                      \
+                                                NotifierT::heard##AttributeId, &FenSm::handler> { \
+      FEN_COUNTED_CLASS(                                                                          \
+          (::Fen::Concat<::Fen::TypeNameOf<FenSm>, ::Fen::Literal<"::Fen" #Name>>::cString))      \
+                                                                                                  \
+   public:                                                                                        \
+      using ::Fen::EntryReactor<Fen##Name, FenSm, NotifierT, NotifierT::heard##AttributeId,       \
+                                &FenSm::handler>::EntryReactor;                                   \
+      void fen_handle##Name##_##heard() { this->fenHandle(); }                                    \
+   };                                                                                             \
+   using Fen##Name##Map =                                                                         \
+       ::Fen::EntryMap<Fen##Name, salt, attributeId, &DirT::members##Map, &DirT::members>;        \
+   NotifierT const* x(Fen##Name::KeyType const& key) const {                                      \
+      return x##_.get(key);                                                                       \
+   }                                                                                              \
+   void x##Is(::Fen::Ptr<NotifierT const> const& p) {                                             \
+      x##_.is(*this, p);                                                                          \
+   }                                                                                              \
+   ::Fen::Ptr<NotifierT const> x##Del(Fen##Name::KeyType const& key) {                            \
+      return x##_.del(*this, key);                                                                \
+   }                                                                                              \
+   void x##DelAll() {                                                                             \
+      x##_.delAll(*this);                                                                         \
+   }                                                                                              \
+   std::uint32_t x##s() const {                                                                   \
+      return x##_.size();                                                                         \
+   }                                                                                              \
+   Fen##Name##Map::Map const& x##Map() const {                                                    \
+      return x##_.map();                                                                          \
+   }                                                                                              \
+   Fen##Name##Map& fenEntries##Name() {                                                           \
+      return x##_;                                                                                \
+   }                                                                                              \
+                                                                                                  \
+private:                                                                                          \
+   Fen##Name##Map x##_;                                                                           \
+                                                                                                  \
+public:

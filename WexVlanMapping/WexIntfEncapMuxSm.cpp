@@ -1,0 +1,211 @@
+#include "WexVlanMapping/WexIntfEncapMuxSm.h"
+
+#include <set>
+
+#include "Fen/Assert.h"
+#include "Gantry/Trace.h"
+#include "WexVlanMapping/WexModules.h"
+
+namespace WexVlanMapping {
+
+// wexIntfEncapMuxSmModule, published when the library is loaded.
+FEN_MODULE(wexIntfEncapMuxSmModule, "WexIntfEncapMuxSm")
+
+namespace {
+
+FEN_TRACE_UNIT("WexIntfEncapMuxSm");
+
+Ulva::ServiceIntfFwdInfo const noFwdInfo;
+
+// The prefixes of the traces: each function's full signature.
+#define MUX_SERVICE_INTF \
+   "void WexVlanMapping::WexIntfEncapMuxSm::updateServiceIntf(Kestin::IntfId): "
+#define MUX_SUB_INTF \
+   "void WexVlanMapping::WexIntfEncapMuxSm::updateSubIntfHwStatus(Kestin::IntfId): "
+
+// Whether a status with this serviceType keeps a success once it has it.
+bool latchesSuccess(Ulva::ServiceIntfType serviceType) {
+   return (static_cast<unsigned>(serviceType) & 0xFDu) == 0;
+}
+
+}  // namespace
+
+// ---- frame ------------------------------------------------------------------
+
+WexIntfEncapMuxSm::WexIntfEncapMuxSm(Inputs const& inputs) {
+   // Reactors and outputs in attribute order; no handler runs during the binding.
+   FEN_SM_BIND(WEX_INTF_ENCAP_MUX_SM_ATTRIBUTES)
+   // The entries of the present members stand before the sweep.
+   if (Interface::SubIntfStatusDir const* dir = subIntfStatus()) {
+      Fen::forEachKey(dir->intfStatusMap(), [&](Kestin::IntfId id) {
+         if (auto const status = dir->intfStatus(id)) subIntfStatusEntryIs(status);
+      });
+   }
+   if (Interface::Hardware::SubIntfStatusDir const* dir = subIntfHwStatusIn()) {
+      Fen::forEachKey(dir->hardwareStatusMap(), [&](Kestin::IntfId id) {
+         if (auto const status = dir->hardwareStatus(id)) subIntfHwStatusEntryIs(status);
+      });
+   }
+   handleInitialized();
+}
+
+WexIntfEncapMuxSm::~WexIntfEncapMuxSm() {
+   fenTeardownReactors();
+   subIntfHwStatusEntry_.clear();
+   subIntfStatusEntry_.clear();
+}
+
+Fen::FwkType WexIntfEncapMuxSm::fwkType() const {
+   return {&wexIntfEncapMuxSmModule, wexIntfEncapMuxSmTypeWexIntfEncapMuxSm};
+}
+
+void WexIntfEncapMuxSm::handleInitialized() {
+   FEN_ASSERT(wcsd());
+   FEN_ASSERT(subIntfStatus());
+   FEN_ASSERT(subIntfHwStatusIn());
+   FEN_ASSERT(subIntfHwStatusOut());
+   FEN_ASSERT(serviceIntfFwdInfoIn());
+   FEN_ASSERT(serviceIntfFwdInfoOut());
+   FEN_ASSERT(serviceIntfHwStatusIn());
+   FEN_ASSERT(supportedServiceTypes());
+   initialized_ = true;
+   // Every id read or written, each once and in ascending order; collected whole
+   // before the first write.
+   std::set<Kestin::IntfId> ids;
+   auto collect = [&ids](auto const& map) {
+      Fen::forEachKey(map, [&ids](Kestin::IntfId id) { ids.insert(id); });
+   };
+   collect(wcsd()->multiEncapIntfMap());
+   collect(serviceIntfFwdInfoIn()->fwdInfoMap());
+   collect(serviceIntfFwdInfoOut()->fwdInfoMap());
+   collect(serviceIntfHwStatusIn()->hwStatusMap());
+   collect(subIntfStatus()->intfStatusMap());
+   collect(subIntfHwStatusIn()->hardwareStatusMap());
+   collect(subIntfHwStatusOut()->hardwareStatusMap());
+   for (Kestin::IntfId id : ids) {
+      updateServiceIntf(id);
+      updateSubIntfHwStatus(id);
+   }
+}
+
+// ---- handlers -------------------------------------------------------------------
+
+void WexIntfEncapMuxSm::handleSubIntfStatus(Kestin::IntfId intfId) {
+   bool const isDel = !subIntfStatus()->intfStatusHas(intfId);
+   GANTRY_TRACE(8,
+                "void WexVlanMapping::WexIntfEncapMuxSm::handleSubIntfStatus(Kestin::IntfId): %s "
+                "isDel:%s",
+                intfId.stringValue(), isDel);
+   // The sub-interface's own status has no say in the road.
+   updateSubIntfHwStatus(intfId);
+}
+
+void WexIntfEncapMuxSm::handleSubIntfHwStatus(Kestin::IntfId intfId) {
+   bool const isDel = !subIntfHwStatusIn()->hardwareStatusHas(intfId);
+   GANTRY_TRACE(
+       8,
+       "void WexVlanMapping::WexIntfEncapMuxSm::handleSubIntfHwStatus(Kestin::IntfId): %s isDel:%s",
+       intfId.stringValue(), isDel);
+   updateServiceIntf(intfId);
+   updateSubIntfHwStatus(intfId);
+}
+
+void WexIntfEncapMuxSm::handleServiceIntfFwdInfo(Kestin::IntfId intfId) {
+   bool const isDel = !serviceIntfFwdInfoIn()->fwdInfoHas(intfId);
+   GANTRY_TRACE(8,
+                "void WexVlanMapping::WexIntfEncapMuxSm::handleServiceIntfFwdInfo(Kestin::IntfId): "
+                "%s isDel:%s",
+                intfId.stringValue(), isDel);
+   updateServiceIntf(intfId);
+   updateSubIntfHwStatus(intfId);
+}
+
+void WexIntfEncapMuxSm::handleServiceIntfHwStatus(Kestin::IntfId intfId) {
+   bool const isDel = !serviceIntfHwStatusIn()->hwStatusHas(intfId);
+   GANTRY_TRACE(
+       8,
+       "void WexVlanMapping::WexIntfEncapMuxSm::handleServiceIntfHwStatus(Kestin::IntfId): %s "
+       "isDel:%s",
+       intfId.stringValue(), isDel);
+   updateServiceIntf(intfId);
+   updateSubIntfHwStatus(intfId);
+}
+
+// ---- the road -------------------------------------------------------------------
+
+bool WexIntfEncapMuxSm::serviceIntfIsNeeded(Kestin::IntfId intfId) const {
+   Ulva::ServiceIntfFwdInfo const offered = serviceIntfFwdInfoIn()->fwdInfo(intfId);
+   if (offered == noFwdInfo) return false;
+   return supportedServiceTypes()->encapServiceType(offered.serviceType());
+}
+
+void WexIntfEncapMuxSm::updateServiceIntf(Kestin::IntfId intfId) {
+   bool const needSvcIntf = serviceIntfIsNeeded(intfId);
+   GANTRY_TRACE(8, MUX_SERVICE_INTF "%s, needSvcIntf: %s", intfId.stringValue(), needSvcIntf);
+   // The direct road wins: a sub-interface with a direct status gets no service
+   // interface, however much it needs one.
+   bool const publish = needSvcIntf && !subIntfHwStatusIn()->hardwareStatus(intfId);
+   if (publish) {
+      Ulva::ServiceIntfFwdInfo const offered = serviceIntfFwdInfoIn()->fwdInfo(intfId);
+      if (serviceIntfFwdInfoOut()->fwdInfo(intfId) != offered) {
+         GANTRY_TRACE(7, MUX_SERVICE_INTF "%s, update serviceIntfFwdInfoOut", intfId.stringValue());
+         serviceIntfFwdInfoOut()->fwdInfoIs(offered);
+      }
+   } else {
+      if (serviceIntfFwdInfoOut()->fwdInfoDel(intfId) != noFwdInfo) {
+         GANTRY_TRACE(7, MUX_SERVICE_INTF "%s, remove serviceIntfFwdInfoOut", intfId.stringValue());
+      }
+   }
+   if (needSvcIntf) {
+      if (wcsd()->multiEncapIntfHas(intfId)) return;
+      GANTRY_TRACE(7, MUX_SERVICE_INTF "%s, add multiEncapIntf", intfId.stringValue());
+      wcsd()->multiEncapIntfIs(intfId);
+      return;
+   }
+   // The id drains: it stays while the service road still has a status.
+   if (serviceIntfHwStatusIn()->hwStatusHas(intfId)) return;
+   if (wcsd()->multiEncapIntfDel(intfId)) return;
+   // Said when nothing was removed, silent when a member went: kept so on purpose.
+   GANTRY_TRACE(7, MUX_SERVICE_INTF "%s, remove multiEncapIntf", intfId.stringValue());
+}
+
+// ---- the merged status ------------------------------------------------------------
+
+void WexIntfEncapMuxSm::updateSubIntfHwStatus(Kestin::IntfId intfId) {
+   // Held to the end: a listener of the output may change the directories.
+   Fen::Ptr<Interface::SubIntfStatus const> const status = subIntfStatus()->intfStatus(intfId);
+   Fen::Ptr<Interface::Hardware::SubIntfStatus> out = subIntfHwStatusOut()->hardwareStatus(intfId);
+   if (!status) {
+      if (subIntfHwStatusOut()->hardwareStatusDel(intfId)) {
+         GANTRY_TRACE(7, MUX_SUB_INTF "%s, delete hardwareStatus", intfId.stringValue());
+      }
+      return;
+   }
+   if (!out) {
+      GANTRY_TRACE(7, MUX_SUB_INTF "%s, create hardwareStatus", intfId.stringValue());
+      out = subIntfHwStatusOut()->hardwareStatusIs(intfId);
+   }
+   // Not programmed: the output keeps what it has.
+   if (!status->programInHw()) return;
+   // A success stays latched for serviceType 0 and 2 (and with no record).
+   if (out->hardwareSuccess() &&
+       latchesSuccess(serviceIntfFwdInfoIn()->fwdInfo(intfId).serviceType())) {
+      return;
+   }
+   bool success = false;
+   char const* source = "none";
+   Ulva::ServiceIntfHwStatusColl const& svcStatus = *serviceIntfHwStatusIn();
+   if (serviceIntfIsNeeded(intfId) && svcStatus.hwStatusHas(intfId)) {
+      success = svcStatus.hwStatus(intfId) == Ulva::hwStatusSuccess;
+      source = "serviceIntfHwStatusIn";
+   } else if (auto const direct = subIntfHwStatusIn()->hardwareStatus(intfId)) {
+      success = direct->hardwareSuccess();
+      source = "subIntfHwStatusIn";
+   }
+   if (success == out->hardwareSuccess()) return;
+   GANTRY_TRACE(7, MUX_SUB_INTF "%s, hardwareSuccess: %s, source: %s", intfId.stringValue(),
+                success, source);
+   out->hardwareSuccessIs(success);
+}
+
+}  // namespace WexVlanMapping
