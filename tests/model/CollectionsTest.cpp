@@ -627,6 +627,57 @@ TEST(InterfaceSubIntfStatusDir, IntfStatusDelReturnsRemovedEntryOrNull) {
    EXPECT_EQ(hadKey, std::vector<bool>{false});
 }
 
+TEST(InterfaceSubIntfStatusDir, ReplacementUnderTheSameKeyIsOneWriteAndOneNotification) {
+   auto dir = Interface::subIntfStatusDirFactory();
+   auto const first = dir->intfStatusIs(sub1);
+   std::vector<Interface::SubIntfStatus const*> seen;
+   auto l = Listener::ListenerIs(dir.ptr(), [&](Fen::AttributeId, void const* keyPtr) {
+      seen.push_back(dir->intfStatus(keyAt<Kestin::IntfId>(keyPtr)).ptr());
+   });
+   auto const second = Fen::fenObjectIs<Interface::SubIntfStatus>(sub1);
+
+   dir->intfStatusIs(sub1, second);
+   dir->intfStatusIs(sub1, second);  // the same object again: silent
+
+   EXPECT_EQ(l->ids(), std::vector<Fen::AttributeId>{386});
+   EXPECT_EQ(seen, std::vector<Interface::SubIntfStatus const*>{second.ptr()});
+   EXPECT_EQ(dir->intfStatuss(), 1u);
+   EXPECT_NE(first.ptr(), second.ptr());
+}
+
+TEST(InterfaceSubIntfStatusDir, KeyCanHoldANullMemberThatIntfStatusIsReplaces) {
+   auto dir = Interface::subIntfStatusDirFactory();
+   auto l = Listener::ListenerIs(dir.ptr(), nullptr);
+
+   dir->intfStatusIs(sub1, Fen::Ptr<Interface::SubIntfStatus>());
+   EXPECT_TRUE(dir->intfStatusHas(sub1));
+   EXPECT_EQ(dir->intfStatus(sub1), nullptr);
+   // Finding or making the member puts a new object in place of the null one.
+   auto const made = dir->intfStatusIs(sub1);
+   ASSERT_NE(made, nullptr);
+   EXPECT_EQ(dir->intfStatus(sub1).ptr(), made.ptr());
+   EXPECT_EQ(l->ids(), (std::vector<Fen::AttributeId>{386, 386}));
+   // Removing a null member gives back null, and notifies.
+   dir->intfStatusIs(sub1, Fen::Ptr<Interface::SubIntfStatus>());
+   EXPECT_EQ(dir->intfStatusDel(sub1), nullptr);
+   EXPECT_FALSE(dir->intfStatusHas(sub1));
+   EXPECT_EQ(l->calls(), 4u);
+}
+
+TEST(InterfaceHardwareSubIntfStatusDir, ReplacementAndNullMemberEachNotifyOnce) {
+   auto dir = Interface::Hardware::subIntfStatusDirFactory();
+   auto const first = dir->hardwareStatusIs(sub1);
+   auto l = Listener::ListenerIs(dir.ptr(), nullptr);
+   auto const second = Fen::fenObjectIs<Interface::Hardware::SubIntfStatus>(sub1);
+   dir->hardwareStatusIs(sub1, second);
+   EXPECT_EQ(dir->hardwareStatus(sub1).ptr(), second.ptr());
+   dir->hardwareStatusIs(sub1, Fen::Ptr<Interface::Hardware::SubIntfStatus>());
+   EXPECT_TRUE(dir->hardwareStatusHas(sub1));
+   EXPECT_EQ(dir->hardwareStatus(sub1), nullptr);
+   EXPECT_EQ(l->ids(), (std::vector<Fen::AttributeId>{258, 258}));
+   EXPECT_NE(first.ptr(), second.ptr());
+}
+
 TEST(InterfaceSubIntfStatus, ProgramInHwNotifies515OnlyOnChange) {
    auto dir = Interface::subIntfStatusDirFactory();
    auto const status = dir->intfStatusIs(sub1);
