@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "Listener.h"
+#include "PropertyCheck.h"
 #include "WexVlanMapping/WexIntfEncapMuxSm.h"
 
 namespace TestSupport {
@@ -363,42 +364,32 @@ TEST(WexIntfEncapMuxSmProperty, InvariantsHoldAndARestartChangesNothing) {
    params.maxSuccess = 1000;
 #endif
    params.maxSize = 80;
-   rc::detail::TestMetadata metadata;
-   metadata.id = metadata.description = "multiplexer invariants and restart";
-   for (std::uint64_t seed : {0x5EEDu, 0xBEEFu, 0xF00Du}) {
-      params.seed = seed;
-      rc::detail::TestResult const result = rc::detail::checkTestable(
-          [] {
-             auto const steps = *rc::gen::container<std::vector<Step>>(stepGen());
-             World world;
-             std::ostringstream log;
-             for (Step const& s : steps) {
-                log << "  " << describe(s) << "\n";
-                auto const before = world.snapshot();
-                world.apply(s);
-                std::vector<std::string> const bad = world.violations(before);
-                if (!bad.empty()) {
-                   std::ostringstream os;
-                   os << "steps:\n" << log.str() << "invariants broken:\n";
-                   for (auto const& b : bad)
-                      os << "  " << b << "\n";
-                   RC_FAIL(os.str());
-                }
-                std::vector<std::string> const changed = world.restartChanges();
-                if (!changed.empty()) {
-                   std::ostringstream os;
-                   os << "steps:\n" << log.str() << "a restart changed:\n";
-                   for (auto const& c : changed)
-                      os << "  " << c << "\n";
-                   RC_FAIL(os.str());
-                }
-             }
-          },
-          metadata, params);
-      std::ostringstream os;
-      rc::detail::printResultMessage(result, os);
-      EXPECT_TRUE(result.is<rc::detail::SuccessResult>()) << "seed " << seed << "\n" << os.str();
-   }
+   checkUnderSeeds("multiplexer invariants and restart", {0x5EEDu, 0xBEEFu, 0xF00Du}, params, [] {
+      auto const steps = *rc::gen::container<std::vector<Step>>(stepGen());
+      World world;
+      std::ostringstream log;
+      for (Step const& s : steps) {
+         log << "  " << describe(s) << "\n";
+         auto const before = world.snapshot();
+         world.apply(s);
+         std::vector<std::string> const bad = world.violations(before);
+         if (!bad.empty()) {
+            std::ostringstream os;
+            os << "steps:\n" << log.str() << "invariants broken:\n";
+            for (auto const& b : bad)
+               os << "  " << b << "\n";
+            RC_FAIL(os.str());
+         }
+         std::vector<std::string> const changed = world.restartChanges();
+         if (!changed.empty()) {
+            std::ostringstream os;
+            os << "steps:\n" << log.str() << "a restart changed:\n";
+            for (auto const& c : changed)
+               os << "  " << c << "\n";
+            RC_FAIL(os.str());
+         }
+      }
+   });
 }
 
 }  // namespace

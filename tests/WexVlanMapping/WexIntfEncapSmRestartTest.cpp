@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "LagSteps.h"
+#include "PropertyCheck.h"
 #include "SmFixture.h"
 
 namespace TestSupport {
@@ -547,35 +548,25 @@ TEST(WexIntfEncapSmRestart, EveryStepAgreesWithARestartAndWithOtherWalkOrders) {
    params.maxSuccess = 300;
 #endif
    params.maxSize = 150;
-   rc::detail::TestMetadata metadata;
-   metadata.id = metadata.description = "restart and walk order agree";
-   for (std::uint64_t seed : {0x5EEDu, 0xC0FFEEu, 0x1DEA5u}) {
-      params.seed = seed;
-      rc::detail::TestResult const result = rc::detail::checkTestable(
-          [] {
-             auto const steps = *rc::gen::container<std::vector<Step>>(stepGen());
-             std::vector<std::vector<std::string>> runs;
-             for (std::uint32_t hashSeed : hashSeeds) {
-                std::string failure;
-                runs.push_back(play(steps, hashSeed, &failure));
-                if (!failure.empty()) RC_FAIL(failure);
-             }
-             for (std::size_t r = 1; r < runs.size(); ++r) {
-                for (std::size_t i = 0; i < steps.size(); ++i) {
-                   if (runs[r][i] == runs[0][i]) continue;
-                   std::ostringstream os;
-                   os << "hash seeds " << std::hex << hashSeeds[0] << " and " << hashSeeds[r]
-                      << std::dec << " disagree after step " << i + 1 << ":\n"
-                      << sequenceText(steps, i) << firstDifference(runs[0][i], runs[r][i]);
-                   RC_FAIL(os.str());
-                }
-             }
-          },
-          metadata, params);
-      std::ostringstream os;
-      rc::detail::printResultMessage(result, os);
-      EXPECT_TRUE(result.is<rc::detail::SuccessResult>()) << "seed " << seed << "\n" << os.str();
-   }
+   checkUnderSeeds("restart and walk order agree", {0x5EEDu, 0xC0FFEEu, 0x1DEA5u}, params, [] {
+      auto const steps = *rc::gen::container<std::vector<Step>>(stepGen());
+      std::vector<std::vector<std::string>> runs;
+      for (std::uint32_t hashSeed : hashSeeds) {
+         std::string failure;
+         runs.push_back(play(steps, hashSeed, &failure));
+         if (!failure.empty()) RC_FAIL(failure);
+      }
+      for (std::size_t r = 1; r < runs.size(); ++r) {
+         for (std::size_t i = 0; i < steps.size(); ++i) {
+            if (runs[r][i] == runs[0][i]) continue;
+            std::ostringstream os;
+            os << "hash seeds " << std::hex << hashSeeds[0] << " and " << hashSeeds[r] << std::dec
+               << " disagree after step " << i + 1 << ":\n"
+               << sequenceText(steps, i) << firstDifference(runs[0][i], runs[r][i]);
+            RC_FAIL(os.str());
+         }
+      }
+   });
    Fen::hashSeed32Is(processSeed);
 }
 
