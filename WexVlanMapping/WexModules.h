@@ -35,4 +35,11 @@ enum WexIntfEncapMuxSmType : std::uint16_t {
    wexIntfEncapMuxSmTypeWexIntfEncapMuxSm = 0,
 };
 
+// WexDynamicEncapSm: the dynamic encaps of the MACsec proxy, the one class of its
+// module.
+extern Fen::FenModule const wexDynamicEncapSmModule;
+enum WexDynamicEncapSmType : std::uint16_t {
+   wexDynamicEncapSmTypeWexDynamicEncapSm = 0,
+};
+
 }  // namespace WexVlanMapping

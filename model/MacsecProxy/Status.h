@@ -18,6 +18,13 @@ class MacsecProxySubIntfStatus : public Fen::PtrInterface {
 
 public:
    explicit MacsecProxySubIntfStatus(Kestin::IntfId proxySubIntf) : proxySubIntf_(proxySubIntf) {}
+   // A complete status, as the agent that fills the directory publishes it.
+   MacsecProxySubIntfStatus(Kestin::IntfId proxySubIntf, Kestin::IntfId patchSubIntf,
+                            std::uint16_t patchEncapVid, std::uint16_t proxyEncapVid)
+       : proxySubIntf_(proxySubIntf),
+         patchSubIntf_(patchSubIntf),
+         patchEncapVid_(patchEncapVid),
+         proxyEncapVid_(proxyEncapVid) {}
 
    Kestin::IntfId proxySubIntf() const { return proxySubIntf_; }
    Kestin::IntfId patchSubIntf() const { return patchSubIntf_; }
@@ -69,15 +76,22 @@ public:
 
    // proxySubIntfStatusAttributeId, FenProxySubIntfStatus, ProxySubIntfStatusMap,
    // proxySubIntfStatus_; proxyIntfAttributeId, FenProxyIntf, ProxyIntfMap,
-   // proxyIntf_; with their accessors. proxySubIntfStatusIs(id) creates the entry
-   // (or returns it); fields are set on the returned object, then
-   // `proxySubIntfStatusChanged(id)` announces them.
+   // proxyIntf_; with their accessors. A complete status is published in one
+   // write: proxySubIntfStatusIs(status) inserts it, or puts it in place of the
+   // member of the same proxy sub-interface, with one notification (use
+   // macsecProxySubIntfStatusFactory). proxySubIntfStatusIs(id) creates an empty
+   // entry (or returns it), whose fields are set afterwards and announced by
+   // `proxySubIntfStatusChanged(id)`.
    FEN_NOTIFYING_OWNED_COLLECTION(proxySubIntfStatus, FenProxySubIntfStatus, ProxySubIntfStatusMap,
                                   259, Kestin::IntfId, MacsecProxySubIntfStatus, 0,
                                   ProxySubIntfKeyFunktor, Fen::HashHelper::KeyAndRhashLegacy)
    FEN_NOTIFYING_OWNED_COLLECTION(proxyIntf, FenProxyIntf, ProxyIntfMap, 260, Kestin::IntfId,
                                   MacsecProxyIntfStatus, 0, ProxyIntfKeyFunktor,
                                   Fen::HashHelper::KeyAndRhashLegacy)
+   void proxySubIntfStatusIs(Fen::Ptr<MacsecProxySubIntfStatus> const& status) {
+      Fen::memberIsNotifying(proxySubIntfStatus_,
+                             Fen::NotifyVia{notifiees_, proxySubIntfStatusAttributeId}, status);
+   }
    // Announces a change made in place to the fields of a member.
    void proxySubIntfStatusChanged(Kestin::IntfId proxySubIntf) const {
       notifiees_.visit(proxySubIntfStatusAttributeId, &proxySubIntf);
@@ -88,5 +102,10 @@ public:
 };
 
 Fen::Ptr<Status> statusFactory();
+// A complete proxy sub-interface status, for Status::proxySubIntfStatusIs(status).
+Fen::Ptr<MacsecProxySubIntfStatus> macsecProxySubIntfStatusFactory(Kestin::IntfId proxySubIntf,
+                                                                   Kestin::IntfId patchSubIntf,
+                                                                   std::uint16_t patchEncapVid,
+                                                                   std::uint16_t proxyEncapVid);
 
 }  // namespace MacsecProxy
