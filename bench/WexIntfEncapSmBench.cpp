@@ -22,7 +22,7 @@
 #include <string>
 #include <vector>
 
-#include "Fen/AllocTrack.h"
+#include "BenchSupport.h"
 #include "WexVlanMapping/WexTestIntfEncapSm.h"
 
 namespace {
@@ -94,12 +94,8 @@ struct Switch {
    }
 };
 
-std::int64_t liveBytes() {
-   std::int64_t total = 0;
-   for (auto const* info : Fen::AllocTrackTypeInfo::all())
-      total += info->liveBytes();
-   return total;
-}
+using BenchSupport::add;
+using BenchSupport::liveBytes;
 
 constexpr std::size_t batch = 1000;
 
@@ -268,33 +264,12 @@ void reinit(benchmark::State& state, std::size_t n) {
 }
 
 // The unit of cost: inserts into a keyed map that grows to `n` members.
-struct FenBenchUnit {
-   static constexpr std::uint32_t salt = 0x3C6EF372;
-};
 void hashInsert(benchmark::State& state, std::size_t n) {
    std::vector<Ulva::IntfEncap> keys;
    keys.reserve(n);
    for (std::size_t i = 0; i < n; ++i)
       keys.push_back(encapOf(i));
-   for (auto _ : state) {
-      Fen::HashMap2018<FenBenchUnit, Ulva::IntfEncap, Ulva::IntfEncapHwStatus> map;
-      for (auto const& k : keys)
-         map.memberIs(k, Ulva::hwStatusSuccess);
-      benchmark::DoNotOptimize(map.size());
-      state.PauseTiming();
-      map.memberDelAll();
-      state.ResumeTiming();
-   }
-   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
-}
-
-// Registers `fn` at `n` under "<operation>/<implementation>/<n>".
-template <class Fn>
-benchmark::internal::Benchmark* add(char const* operation, char const* implementation,
-                                    std::size_t n, Fn fn) {
-   std::string const name = std::string(operation) + "/" + implementation + "/" + std::to_string(n);
-   return benchmark::RegisterBenchmark(name.c_str(),
-                                       [fn, n](benchmark::State& state) { fn(state, n); });
+   BenchSupport::hashInsert(state, keys, Ulva::hwStatusSuccess);
 }
 
 void registerAll() {
@@ -317,10 +292,5 @@ void registerAll() {
 }  // namespace
 
 int main(int argc, char** argv) {
-   registerAll();
-   benchmark::Initialize(&argc, argv);
-   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-   benchmark::RunSpecifiedBenchmarks();
-   benchmark::Shutdown();
-   return 0;
+   return BenchSupport::run(argc, argv, registerAll);
 }
