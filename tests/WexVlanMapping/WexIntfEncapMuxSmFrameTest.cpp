@@ -10,6 +10,7 @@
 
 #include "Listener.h"
 #include "MuxFixture.h"
+#include "WexVlanMapping/WexModules.h"
 
 namespace TestSupport {
 namespace {
@@ -214,6 +215,97 @@ TEST_F(WexIntfEncapMuxSmFrame, FactoryTurnsNotificationOnAfterTheSweep) {
    EXPECT_EQ(sm->supportedServiceTypes(), types.ptr());
 }
 
+TEST_F(WexIntfEncapMuxSmFrame, FwkTypeIsTheOnlyClassOfItsModule) {
+   start();
+   EXPECT_EQ(sm->fwkType(), (Fen::FwkType{&WexVlanMapping::wexIntfEncapMuxSmModule, 0}));
+}
+
+TEST_F(WexIntfEncapMuxSmFrame, EntryMapsAreSaltedApart) {
+   EXPECT_EQ(WexIntfEncapMuxSm::FenSubIntfStatusEntryMap::Map::salt, 0xADEDC4A9u);
+   EXPECT_EQ(WexIntfEncapMuxSm::FenSubIntfHwStatusEntryMap::Map::salt, 0xD851A8E7u);
+}
+
+TEST_F(WexIntfEncapMuxSmFrame, ReactorsIgnoreEveryOtherAttribute) {
+   Fen::Ptr<Interface::SubIntfStatus> const status = statusIs(sub, false);
+   Fen::Ptr<Interface::Hardware::SubIntfStatus> const direct = directIs(sub, false);
+   start();
+   auto trace = capture();
+
+   for (Fen::AttributeId other : {0u, 257u, 258u, 259u, 385u, 387u, 515u}) {
+      if (other != Interface::SubIntfStatusDir::intfStatusAttributeId) {
+         statusDirReactor(*sm)->onAttribute(other, &x);
+      }
+      if (other != Interface::Hardware::SubIntfStatusDir::hardwareStatusAttributeId) {
+         directDirReactor(*sm)->onAttribute(other, &x);
+         std::get<2>(sm->fenReactors()).reactor()->onAttribute(other, &x);
+         std::get<3>(sm->fenReactors()).reactor()->onAttribute(other, &x);
+      }
+      if (other != Interface::SubIntfStatus::programInHwAttributeId) {
+         statusEntry(*sm, x)->onAttribute(other, nullptr);
+      }
+      if (other != Interface::Hardware::SubIntfStatus::hardwareSuccessAttributeId) {
+         directEntry(*sm, x)->onAttribute(other, nullptr);
+      }
+   }
+
+   EXPECT_THAT(trace.lines(), IsEmpty());
+}
+
+TEST_F(WexIntfEncapMuxSmFrame, EachReactorForwardsItsOwnAttributeToItsHandler) {
+   Fen::Ptr<Interface::SubIntfStatus> const status = statusIs(sub, false);
+   Fen::Ptr<Interface::Hardware::SubIntfStatus> const direct = directIs(sub, false);
+   start();
+   auto trace = capture();
+
+   statusDirReactor(*sm)->onAttribute(Interface::SubIntfStatusDir::intfStatusAttributeId, &x);
+   directDirReactor(*sm)->onAttribute(
+       Interface::Hardware::SubIntfStatusDir::hardwareStatusAttributeId, &x);
+   std::get<2>(sm->fenReactors())
+       .reactor()
+       ->onAttribute(Ulva::ServiceIntfFwdInfoColl::fwdInfoAttributeId, &x);
+   std::get<3>(sm->fenReactors())
+       .reactor()
+       ->onAttribute(Ulva::ServiceIntfHwStatusColl::hwStatusAttributeId, &x);
+   statusEntry(*sm, x)->onAttribute(Interface::SubIntfStatus::programInHwAttributeId, nullptr);
+   directEntry(*sm, x)->onAttribute(Interface::Hardware::SubIntfStatus::hardwareSuccessAttributeId,
+                                    nullptr);
+
+   EXPECT_THAT(trace.startingWithAt("void WexVlanMapping::WexIntfEncapMuxSm::handle", 8),
+               ElementsAre(handlerLine(muxHandleSubIntfStatus, sub, false),
+                           handlerLine(muxHandleSubIntfHwStatus, sub, false),
+                           handlerLine(muxHandleFwdInfo, sub, true),
+                           handlerLine(muxHandleSvcStatus, sub, true),
+                           handlerLine(muxHandleSubIntfStatus, sub, false),
+                           handlerLine(muxHandleSubIntfHwStatus, sub, false)));
+}
+
+TEST_F(WexIntfEncapMuxSmFrame, NotificationSwitchReachesEveryReactorAndEntry) {
+   Fen::Ptr<Interface::SubIntfStatus> const status = statusIs(sub, false);
+   Fen::Ptr<Interface::Hardware::SubIntfStatus> const direct = directIs(sub, false);
+   start();
+   auto trace = capture();
+
+   sm->hasNotificationActiveIs(false);
+   status->programInHwIs(true);
+   direct->hardwareSuccessIs(true);
+   offer(sub, Ulva::serviceIntfTypeTunnel);
+   svcStatus->hwStatusIs(x, Ulva::hwStatusFailed);
+   intfStatus->intfStatusIs(id("Ethernet2.7"));
+   hwIn->hardwareStatusIs(id("Ethernet2.7"));
+
+   EXPECT_THAT(trace.lines(), IsEmpty());
+   EXPECT_FALSE(statusEntry(*sm, x)->hasNotificationActive());
+   EXPECT_FALSE(directEntry(*sm, x)->hasNotificationActive());
+
+   sm->hasNotificationActiveIs(true);
+   status->programInHwIs(false);
+   direct->hardwareSuccessIs(false);
+
+   EXPECT_THAT(trace.linesAt(8),
+               ElementsAre(handlerLine(muxHandleSubIntfStatus, sub, false),
+                           handlerLine(muxHandleSubIntfHwStatus, sub, false), needLine(sub, true)));
+}
+
 // ---- entries ---------------------------------------------------------------------
 
 TEST_F(WexIntfEncapMuxSmFrame, NewMemberRunsTheHandlerOnceBeforeItsEntryStands) {
@@ -397,9 +489,16 @@ TEST_F(WexIntfEncapMuxSmFrame, EntryDelGivesBackTheHeardObjectAndSilencesIt) {
    start();
    auto trace = capture();
 
+   Fen::Ptr<WexIntfEncapMuxSm::FenSubIntfStatusEntry> const entry(statusEntry(*sm, x));
+
    EXPECT_EQ(sm->subIntfStatusEntryDel(x), status);
    EXPECT_EQ(sm->subIntfStatusEntryDel(x), nullptr);
    status->programInHwIs(true);
+
+   // The entry that went is a zombie without owner and without notification.
+   EXPECT_TRUE(entry->fenMarkedForDeletion());
+   EXPECT_EQ(entry->owner, nullptr);
+   EXPECT_FALSE(entry->hasNotificationActive());
 
    EXPECT_THAT(trace.lines(), IsEmpty());
    EXPECT_EQ(sm->subIntfStatusEntrys(), 0u);
@@ -566,6 +665,20 @@ TEST_F(WexIntfEncapMuxSmFrame, ZombieMarkReachesEveryReactorAndComesBack) {
                ElementsAre(handlerLine(muxHandleFwdInfo, sub, false), needLine(sub, true)));
 }
 
+TEST_F(WexIntfEncapMuxSmFrame, EntrySwitchedWhileTheMachineIsMarkedRunsNoHandler) {
+   statusIs(sub, false);
+   start();
+   Fen::Ptr<Interface::SubIntfStatus> const other = Fen::fenObjectIs<Interface::SubIntfStatus>(x);
+   sm->fenDoZombieReactors(true);
+   auto trace = capture();
+
+   sm->subIntfStatusEntryIs(other);
+
+   EXPECT_THAT(trace.lines(), IsEmpty());
+   EXPECT_EQ(sm->subIntfStatusEntry(x), other.ptr());
+   EXPECT_TRUE(statusEntry(*sm, x)->fenMarkedForDeletion());
+}
+
 // ---- teardown ----------------------------------------------------------------------
 
 TEST_F(WexIntfEncapMuxSmFrame, TeardownLeavesTheOutputsAsPublished) {
@@ -595,6 +708,30 @@ TEST_F(WexIntfEncapMuxSmFrame, TeardownLeavesTheOutputsAsPublished) {
    svcStatus->hwStatusDel(x);
    EXPECT_THAT(trace.lines(), IsEmpty());
    EXPECT_TRUE(hwOut->hardwareStatusHas(x));
+}
+
+TEST_F(WexIntfEncapMuxSmFrame, ReactorsThatOutliveTheMachineCallNothing) {
+   Fen::Ptr<Interface::SubIntfStatus> const status = statusIs(sub, false);
+   Fen::Ptr<Interface::Hardware::SubIntfStatus> const direct = directIs(sub, false);
+   start();
+   Fen::Ptr<WexIntfEncapMuxSm::FenSubIntfStatus> const dirReactor(statusDirReactor(*sm));
+   Fen::Ptr<WexIntfEncapMuxSm::FenSubIntfStatusEntry> const entry(statusEntry(*sm, x));
+   Fen::Ptr<WexIntfEncapMuxSm::FenSubIntfHwStatusEntry> const twin(directEntry(*sm, x));
+   auto trace = capture();
+
+   sm = nullptr;
+
+   EXPECT_EQ(dirReactor->owner, nullptr);
+   EXPECT_EQ(entry->owner, nullptr);
+   EXPECT_EQ(twin->owner, nullptr);
+   EXPECT_TRUE(dirReactor->fenMarkedForDeletion());
+   EXPECT_TRUE(entry->fenMarkedForDeletion());
+   EXPECT_TRUE(twin->fenMarkedForDeletion());
+   dirReactor->onAttribute(Interface::SubIntfStatusDir::intfStatusAttributeId, &x);
+   entry->onAttribute(Interface::SubIntfStatus::programInHwAttributeId, nullptr);
+   status->programInHwIs(true);
+   direct->hardwareSuccessIs(true);
+   EXPECT_THAT(trace.lines(), IsEmpty());
 }
 
 TEST_F(WexIntfEncapMuxSmFrame, SupportedTypesChangeAloneMovesNothingUntilAnEventForTheId) {
