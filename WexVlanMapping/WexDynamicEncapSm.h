@@ -30,9 +30,11 @@
 //     sub-interfaces named, the parent port known), and deleteMacsecProxyDynEncap
 //     has not run for it since.
 // (2) For such a member p -> q, subIntfToDynIntfEncap has members for p and q,
-//     and each names an entry of dynamicIntfEncap with source macsecProxy
-//     (unless another proxy that yields the same encap has since withdrawn the
-//     shared entry: entries are not counted).
+//     and each names an entry of dynamicIntfEncap with source macsecProxy.
+//     Nothing is counted, so two proxies that share something break it: an
+//     encap yielded by both is one entry, written by the last add and removed by
+//     the first delete; a patch sub-interface named by both has one member in
+//     subIntfToDynIntfEncap, which the first delete takes.
 //
 // Thread safety: none. Everything runs on the thread of the writer of the status.
 // Teardown withdraws nothing: the entries stay in dynamicIntfEncap.
