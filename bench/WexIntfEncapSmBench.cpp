@@ -22,11 +22,13 @@
 #include <string>
 #include <vector>
 
-#include "Fen/AllocTrack.h"
+#include "MachineBench.h"
 #include "WexVlanMapping/WexTestIntfEncapSm.h"
 
 namespace {
 
+using MachineBench::add;
+using MachineBench::liveBytes;
 using WexVlanMapping::WexIntfEncapHwConfig;
 
 // The interfaces of a large chassis: Ethernet<card>/<port>, 48 ports per card.
@@ -93,13 +95,6 @@ struct Switch {
                                                    .testHwStatusColl = hw});
    }
 };
-
-std::int64_t liveBytes() {
-   std::int64_t total = 0;
-   for (auto const* info : Fen::AllocTrackTypeInfo::all())
-      total += info->liveBytes();
-   return total;
-}
 
 constexpr std::size_t batch = 1000;
 
@@ -267,34 +262,13 @@ void reinit(benchmark::State& state, std::size_t n) {
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
 }
 
-// The unit of cost: inserts into a keyed map that grows to `n` members.
-struct FenBenchUnit {
-   static constexpr std::uint32_t salt = 0x3C6EF372;
-};
+// The unit of cost: the first `n` encaps inserted into a keyed map.
 void hashInsert(benchmark::State& state, std::size_t n) {
    std::vector<Ulva::IntfEncap> keys;
    keys.reserve(n);
    for (std::size_t i = 0; i < n; ++i)
       keys.push_back(encapOf(i));
-   for (auto _ : state) {
-      Fen::HashMap2018<FenBenchUnit, Ulva::IntfEncap, Ulva::IntfEncapHwStatus> map;
-      for (auto const& k : keys)
-         map.memberIs(k, Ulva::hwStatusSuccess);
-      benchmark::DoNotOptimize(map.size());
-      state.PauseTiming();
-      map.memberDelAll();
-      state.ResumeTiming();
-   }
-   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
-}
-
-// Registers `fn` at `n` under "<operation>/<implementation>/<n>".
-template <class Fn>
-benchmark::internal::Benchmark* add(char const* operation, char const* implementation,
-                                    std::size_t n, Fn fn) {
-   std::string const name = std::string(operation) + "/" + implementation + "/" + std::to_string(n);
-   return benchmark::RegisterBenchmark(name.c_str(),
-                                       [fn, n](benchmark::State& state) { fn(state, n); });
+   MachineBench::hashInsert(state, keys, Ulva::hwStatusSuccess);
 }
 
 void registerAll() {
