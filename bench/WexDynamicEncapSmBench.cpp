@@ -20,13 +20,13 @@
 #include <string>
 #include <vector>
 
-#include "BenchSupport.h"
+#include "MachineBench.h"
 #include "WexVlanMapping/WexDynamicEncapSm.h"
 #include "WexVlanMapping/WexTestIntfEncapSm.h"
 
 namespace {
 
-using BenchSupport::add;
+using MachineBench::add;
 using MacsecProxy::macsecProxySubIntfStatusFactory;
 
 // 50 proxies per parent port: proxy VLANs 1 to 50, patch VLANs 1001 to 1050 (or
@@ -78,12 +78,12 @@ struct Proxy {
 
 void sweep(benchmark::State& state, std::size_t n) {
    Proxy proxy(n);
-   std::int64_t const inputs = BenchSupport::liveBytes();
+   std::int64_t const inputs = MachineBench::liveBytes();
    std::int64_t machineBytes = 0;
    for (auto _ : state) {
       proxy.start();
       state.PauseTiming();
-      machineBytes = BenchSupport::liveBytes() - inputs;
+      machineBytes = MachineBench::liveBytes() - inputs;
       proxy.sm = nullptr;
       proxy.dynamic->entryDelAll();
       state.ResumeTiming();
@@ -184,7 +184,7 @@ void hashInsert(benchmark::State& state, std::size_t n) {
    keys.reserve(n);
    for (std::size_t i = 0; i < n; ++i)
       keys.push_back(proxyOf(i));
-   BenchSupport::hashInsert(state, keys, Ulva::IntfEncap());
+   MachineBench::hashInsert(state, keys, Ulva::IntfEncap());
 }
 
 void registerAll() {
@@ -201,5 +201,5 @@ void registerAll() {
 }  // namespace
 
 int main(int argc, char** argv) {
-   return BenchSupport::run(argc, argv, registerAll);
+   return MachineBench::run(argc, argv, registerAll);
 }

@@ -22,11 +22,13 @@
 #include <string>
 #include <vector>
 
-#include "BenchSupport.h"
+#include "MachineBench.h"
 #include "WexVlanMapping/WexTestIntfEncapSm.h"
 
 namespace {
 
+using MachineBench::add;
+using MachineBench::liveBytes;
 using WexVlanMapping::WexIntfEncapHwConfig;
 
 // The interfaces of a large chassis: Ethernet<card>/<port>, 48 ports per card.
@@ -93,9 +95,6 @@ struct Switch {
                                                    .testHwStatusColl = hw});
    }
 };
-
-using BenchSupport::add;
-using BenchSupport::liveBytes;
 
 constexpr std::size_t batch = 1000;
 
@@ -263,13 +262,13 @@ void reinit(benchmark::State& state, std::size_t n) {
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
 }
 
-// The unit of cost: inserts into a keyed map that grows to `n` members.
+// The unit of cost: the first `n` encaps inserted into a keyed map.
 void hashInsert(benchmark::State& state, std::size_t n) {
    std::vector<Ulva::IntfEncap> keys;
    keys.reserve(n);
    for (std::size_t i = 0; i < n; ++i)
       keys.push_back(encapOf(i));
-   BenchSupport::hashInsert(state, keys, Ulva::hwStatusSuccess);
+   MachineBench::hashInsert(state, keys, Ulva::hwStatusSuccess);
 }
 
 void registerAll() {
@@ -292,5 +291,5 @@ void registerAll() {
 }  // namespace
 
 int main(int argc, char** argv) {
-   return BenchSupport::run(argc, argv, registerAll);
+   return MachineBench::run(argc, argv, registerAll);
 }

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Cost of state-machine events as multiples of one keyed-map insert.
 
-Reads a Google Benchmark JSON run of WexIntfEncapSmBench. For each
-<Operation>/WexIntfEncapSm/<n> it prints the nanoseconds per item (CPU time over
+Reads a Google Benchmark JSON run of WexIntfEncapSmBench or
+WexIntfEncapMuxSmBench. For each <Operation>/<machine>/<n> it prints the nanoseconds per item (CPU time over
 items processed) and that figure divided by the nanoseconds per item of
 Insert/HashMap2018 at the nearest size measured; with repetitions, medians. Then the sweep's scaling (cost
-per encap at the largest size over the smallest) and the memory per encap.
+per item at the largest size over the smallest) and the memory per encap or id.
 
 usage: bench-multiples.py FILE.json
 """
@@ -37,7 +37,7 @@ def main(path):
         op, impl, size = name.split("/")
         if impl == "HashMap2018" and op == "Insert":
             inserts[int(size)] = ns_per_item(b)
-        elif impl == "WexIntfEncapSm":
+        elif impl != "HashMap2018":
             events.append((op, int(size), b))
     if not inserts:
         sys.exit("bench-multiples: no Insert/HashMap2018 run in " + path)
@@ -49,12 +49,15 @@ def main(path):
     sweeps = sorted((size, b) for op, size, b in events if op == "Sweep")
     if len(sweeps) >= 2:
         (small, bs), (large, bl) = sweeps[0], sweeps[-1]
-        print(f"\nsweep cost per encap at {large} over {small}: "
+        print(f"\nsweep cost per item at {large} over {small}: "
               f"{ns_per_item(bl) / ns_per_item(bs):.2f}")
-        for size, b in sweeps:
-            if "bytes_per_encap" in b:
-                print(f"memory per encap at {size}: {b['bytes_per_encap']:.0f} bytes in the machine, "
-                      f"{b.get('input_bytes_per_encap', 0):.0f} in its inputs")
+    for size, b in sweeps:
+        for unit in ("encap", "id"):
+            if f"bytes_per_{unit}" in b:
+                heap = b.get(f"heap_bytes_per_{unit}")
+                heap_text = f" ({heap:.0f} from the allocator)" if heap is not None else ""
+                print(f"memory per {unit} at {size}: {b[f'bytes_per_{unit}']:.0f} bytes in the "
+                      f"machine{heap_text}, {b.get(f'input_bytes_per_{unit}', 0):.0f} in its inputs")
 
 
 if __name__ == "__main__":

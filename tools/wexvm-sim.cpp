@@ -47,6 +47,32 @@
 //   reinit                             the platform reprograms everything
 //   show                               prints the whole state
 //
+// Sub-interfaces. A scenario that uses any of the commands below also runs the
+// sub-interface multiplexer, joined to the machine as an agent joins them: the
+// multiplexer's forwarding information in force is the machine's
+// serviceIntfFwdInfo, and the machine's service statuses are the multiplexer's
+// service road. The multiplexer then owns serviceIntfFwdInfo, so such a scenario
+// offers forwarding information with `offer`, and `fwd` is refused. The id of a
+// sub-interface (Ethernet1.100) is also its service interface, under which
+// `want` puts encaps.
+//
+//   subintf <id> [program|noprogram]   the sub-interface exists (intfStatus), to be
+//                                      programmed in hardware or not (default:
+//                                      program)
+//   nosubintf <id>                     the sub-interface removed
+//   program <id> on|off                its programInHw changed
+//   direct <id> success|failed|clear   what the direct road's hardware says for it
+//   offer <id> <fwdData> [type <n>]    forwarding information offered to the
+//                                      multiplexer for the service road
+//   nooffer <id>                       the offer withdrawn
+//   types <n>...                       the service types the platform supports
+//                                      (none given: none; 0 1 2 at the start).
+//                                      Read at an id's next event, not heard
+//
+// Beside the machine's changes, such a scenario prints those of the
+// multiplexer's outputs: "fwdinfo" (the forwarding information in force),
+// "multi" (multiEncapIntf) and "subintf" (the merged hardwareSuccess).
+//
 // A malformed line stops the run with its line number and what was wrong.
 #include <cstdio>
 #include <cstdlib>
@@ -64,6 +90,7 @@
 #include "Fen/Trace.h"
 #include "Lintel/TraceFile.h"
 #include "Lintel/TraceHandle.h"
+#include "WexVlanMapping/WexIntfEncapMuxSm.h"
 #include "WexVlanMapping/WexTestIntfEncapSm.h"
 
 namespace {
@@ -118,14 +145,22 @@ char const* statusText(Ulva::IntfEncapHwStatus s) {
    return "?";
 }
 
+// The commands that bring the sub-interface multiplexer into a scenario.
+bool isSubIntfCommand(std::string const& cmd) {
+   return cmd == "subintf" || cmd == "nosubintf" || cmd == "program" || cmd == "direct" ||
+          cmd == "offer" || cmd == "nooffer" || cmd == "types";
+}
+
 // What one run shows: a flat, sorted picture of the state, compared line by line
 // between two commands.
 using Picture = std::map<std::string, std::string>;
 
 class Switch {
 public:
-   // With `withRemote`, the machine reads remote statuses as a ceiling.
-   explicit Switch(bool withRemote)
+   // With `withRemote`, the machine reads remote statuses as a ceiling; with
+   // `withSubIntfs`, the sub-interface multiplexer runs beside it and owns its
+   // serviceIntfFwdInfo.
+   Switch(bool withRemote, bool withSubIntfs)
        : wcsd_(Wex::wexCommonSmDataFactory()),
          fwd_(Ulva::serviceIntfFwdInfoCollFactory()),
          svcStatus_(Ulva::serviceIntfHwStatusCollFactory()),
@@ -142,7 +177,28 @@ public:
               .intfEncapHwStatus = published_,
               .remoteEncapHwStatus = withRemote ? remote_ : nullptr,
               .dynamicIntfEncap = dynamic_,
-              .testHwStatusColl = hw_})) {}
+              .testHwStatusColl = hw_})),
+         subIntfStatus_(Interface::subIntfStatusDirFactory()),
+         subIntfHwStatusIn_(Interface::Hardware::subIntfStatusDirFactory()),
+         subIntfHwStatusOut_(Interface::Hardware::subIntfStatusDirFactory()),
+         offered_(Ulva::serviceIntfFwdInfoCollFactory()),
+         types_(WexVlanMapping::supportedEncapServiceTypesFactory()) {
+      for (auto const t : {Ulva::serviceIntfTypeDefault, Ulva::serviceIntfTypeTunnel,
+                           Ulva::serviceIntfTypeSubIntf}) {
+         types_->encapServiceTypeIs(t);
+      }
+      if (!withSubIntfs) return;
+      // Joined as an agent joins them: the forwarding information in force is
+      // the machine's input, the machine's service statuses the service road.
+      mux_ = WexVlanMapping::wexIntfEncapMuxSmFactory({.wcsd = wcsd_,
+                                                       .subIntfStatus = subIntfStatus_,
+                                                       .subIntfHwStatusIn = subIntfHwStatusIn_,
+                                                       .subIntfHwStatusOut = subIntfHwStatusOut_,
+                                                       .serviceIntfFwdInfoIn = offered_,
+                                                       .serviceIntfFwdInfoOut = fwd_,
+                                                       .serviceIntfHwStatusIn = svcStatus_,
+                                                       .supportedServiceTypes = types_});
+   }
 
    void run(std::vector<std::string> const& words);
    Picture picture() const;
@@ -155,6 +211,24 @@ private:
    void need(std::vector<std::string> const& w, std::size_t min, std::size_t max,
              char const* usage) const {
       if (w.size() < min || w.size() > max) refuse(std::string("usage: ") + usage);
+   }
+   // "<fwdData> [type <n>]" from w[first] on, into `info`.
+   void fwdInfoOf(std::vector<std::string> const& w, std::size_t first, char const* usage,
+                  Ulva::ServiceIntfFwdInfo& info) const {
+      std::uint32_t const data = numberOf(w[first], "fwdData");
+      if (data > 0xFFFF) refuse("fwdData " + w[first] + " above 65535");
+      info.fwdDataIs(static_cast<std::uint16_t>(data));
+      if (w.size() == first + 3) {
+         if (w[first + 1] != "type") refuse(std::string("usage: ") + usage);
+         info.serviceTypeIs(serviceTypeOf(w[first + 2]));
+      } else if (w.size() == first + 2) {
+         refuse(std::string("usage: ") + usage);
+      }
+   }
+   static Ulva::ServiceIntfType serviceTypeOf(std::string const& text) {
+      std::uint32_t const type = numberOf(text, "service type");
+      if (type > 255) refuse("service type " + text + " above 255");
+      return static_cast<Ulva::ServiceIntfType>(type);
    }
    Ulva::IntfEncap encapOf(std::string const& intf, std::string const& tags) const {
       return Ulva::IntfEncap(intfOf(intf), tagsOf(tags));
@@ -196,6 +270,14 @@ private:
    Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl> dynamic_;
    Fen::Ptr<Ulva::IntfEncapHwStatusColl> hw_;
    Fen::Ptr<WexVlanMappingTest::IntfEncapSm> sm_;
+   // The sub-interface multiplexer and its own collections; mux_ is null in a
+   // scenario without sub-interface commands.
+   Fen::Ptr<Interface::SubIntfStatusDir> subIntfStatus_;
+   Fen::Ptr<Interface::Hardware::SubIntfStatusDir> subIntfHwStatusIn_;
+   Fen::Ptr<Interface::Hardware::SubIntfStatusDir> subIntfHwStatusOut_;
+   Fen::Ptr<Ulva::ServiceIntfFwdInfoColl> offered_;
+   Fen::Ptr<WexVlanMapping::SupportedEncapServiceTypes> types_;
+   Fen::Ptr<WexVlanMapping::WexIntfEncapMuxSm> mux_;
 };
 
 void Switch::run(std::vector<std::string> const& w) {
@@ -225,22 +307,61 @@ void Switch::run(std::vector<std::string> const& w) {
       wcsd_->portToLagDel(port);
    } else if (cmd == "fwd") {
       need(w, 3, 5, "fwd <svcIntf> <fwdData> [type <n>]");
+      // The multiplexer takes back what it does not offer at the id's next
+      // event, and the machine's service status for the record is one at once.
+      if (mux_) refuse("the sub-interface multiplexer owns serviceIntfFwdInfo: use offer");
       Ulva::ServiceIntfFwdInfo info(intfOf(w[1]));
-      std::uint32_t const data = numberOf(w[2], "fwdData");
-      if (data > 0xFFFF) refuse("fwdData " + w[2] + " above 65535");
-      info.fwdDataIs(static_cast<std::uint16_t>(data));
-      if (w.size() == 5) {
-         if (w[3] != "type") refuse("usage: fwd <svcIntf> <fwdData> [type <n>]");
-         std::uint32_t const type = numberOf(w[4], "service type");
-         if (type > 255) refuse("service type " + w[4] + " above 255");
-         info.serviceTypeIs(static_cast<Ulva::ServiceIntfType>(type));
-      } else if (w.size() == 4) {
-         refuse("usage: fwd <svcIntf> <fwdData> [type <n>]");
-      }
+      fwdInfoOf(w, 2, "fwd <svcIntf> <fwdData> [type <n>]", info);
       fwd_->fwdInfoIs(info);
    } else if (cmd == "nofwd") {
       need(w, 2, 2, "nofwd <svcIntf>");
+      if (mux_) refuse("the sub-interface multiplexer owns serviceIntfFwdInfo: use nooffer");
       fwd_->fwdInfoDel(intfOf(w[1]));
+   } else if (cmd == "subintf") {
+      need(w, 2, 3, "subintf <id> [program|noprogram]");
+      bool program = true;
+      if (w.size() == 3) {
+         if (w[2] != "program" && w[2] != "noprogram") {
+            refuse("usage: subintf <id> [program|noprogram]");
+         }
+         program = w[2] == "program";
+      }
+      subIntfStatus_->intfStatusIs(intfOf(w[1]))->programInHwIs(program);
+   } else if (cmd == "nosubintf") {
+      need(w, 2, 2, "nosubintf <id>");
+      subIntfStatus_->intfStatusDel(intfOf(w[1]));
+   } else if (cmd == "program") {
+      need(w, 3, 3, "program <id> on|off");
+      if (w[2] != "on" && w[2] != "off") refuse("usage: program <id> on|off");
+      Fen::Ptr<Interface::SubIntfStatus> const status = subIntfStatus_->intfStatus(intfOf(w[1]));
+      if (!status) refuse("no sub-interface '" + w[1] + "'");
+      status->programInHwIs(w[2] == "on");
+   } else if (cmd == "direct") {
+      need(w, 3, 3, "direct <id> success|failed|clear");
+      Kestin::IntfId const id = intfOf(w[1]);
+      if (w[2] == "success" || w[2] == "failed") {
+         subIntfHwStatusIn_->hardwareStatusIs(id)->hardwareSuccessIs(w[2] == "success");
+      } else if (w[2] == "clear") {
+         subIntfHwStatusIn_->hardwareStatusDel(id);
+      } else {
+         refuse("bad status '" + w[2] + "' (success, failed or clear)");
+      }
+   } else if (cmd == "offer") {
+      need(w, 3, 5, "offer <id> <fwdData> [type <n>]");
+      Ulva::ServiceIntfFwdInfo info(intfOf(w[1]));
+      fwdInfoOf(w, 2, "offer <id> <fwdData> [type <n>]", info);
+      offered_->fwdInfoIs(info);
+   } else if (cmd == "nooffer") {
+      need(w, 2, 2, "nooffer <id>");
+      offered_->fwdInfoDel(intfOf(w[1]));
+   } else if (cmd == "types") {
+      need(w, 1, 64, "types <n>...");
+      std::vector<Ulva::ServiceIntfType> types;
+      for (std::size_t i = 1; i < w.size(); ++i)
+         types.push_back(serviceTypeOf(w[i]));
+      types_->encapServiceTypeDelAll();
+      for (auto const t : types)
+         types_->encapServiceTypeIs(t);
    } else if (cmd == "want") {
       need(w, 4, 4, "want <intf> <tags> <svcIntf>");
       wanted_->serviceIntfIs(encapOf(w[1], w[2]), intfOf(w[3]));
@@ -313,6 +434,23 @@ Picture Switch::picture() const {
       if (it.currNodeNonStale()->value)
          p["port      " + it.key().stringValue().stdString()] = "down";
    }
+   if (!mux_) return p;
+   for (auto it = fwd_->fwdInfoMap().begin(); it; it.advance()) {
+      Ulva::ServiceIntfFwdInfo const& info = *it.currNodeNonStale();
+      std::string text = "fwd " + std::to_string(info.fwdData());
+      if (info.serviceType() != Ulva::serviceIntfTypeDefault)
+         text += ", type " + std::to_string(unsigned{info.serviceType()});
+      p["fwdinfo   " + it.key().stringValue().stdString()] = text;
+   }
+   Fen::forEachKey(wcsd_->multiEncapIntfMap(), [&p](Kestin::IntfId id) {
+      p["multi     " + id.stringValue().stdString()] = "member";
+   });
+   for (auto it = subIntfHwStatusOut_->hardwareStatusMap().begin(); it; it.advance()) {
+      Fen::Ptr<Interface::Hardware::SubIntfStatus> const& status = it.currNodeNonStale()->value;
+      char const* text = "null";
+      if (status) text = status->hardwareSuccess() ? "success" : "no success";
+      p["subintf   " + it.key().stringValue().stdString()] = text;
+   }
    return p;
 }
 
@@ -380,7 +518,22 @@ int usage(int code) {
           "                         from a machine restarted on the same inputs; exit\n"
           "                         status 3 when one is not allowed\n"
           "  --hash-seed <n>        the process hash seed, decimal or 0x hexadecimal\n"
-          "                         (default: WEXVM_HASH_SEED, else chosen afresh)\n";
+          "                         (default: WEXVM_HASH_SEED, else chosen afresh)\n"
+          "scenario commands (one a line, '#' starts a comment; <tags> is 100 or 100.200):\n"
+          "  step <text> | show | retry | reinit | down <port> | up <port>\n"
+          "  lag <lag> <port>... | join <port> <lag> | leave <port>\n"
+          "  fwd <svcIntf> <fwdData> [type <n>] | nofwd <svcIntf>\n"
+          "  want <intf> <tags> <svcIntf> | unwant <intf> <tags>\n"
+          "  dynamic <intf> <tags> <svcIntf> [egress <tags>] [proxy] | undynamic <intf> <tags>\n"
+          "  hw <intf> <tags> success|notready|failed|clear\n"
+          "  remote <intf> <tags> success|notready|failed|clear\n"
+          "sub-interface commands (they run the sub-interface multiplexer, which then owns\n"
+          "the forwarding information: fwd and nofwd are refused):\n"
+          "  subintf <id> [program|noprogram] | nosubintf <id> | program <id> on|off\n"
+          "  direct <id> success|failed|clear     the direct road's hardware status\n"
+          "  offer <id> <fwdData> [type <n>] | nooffer <id>\n"
+          "                                       forwarding information on offer\n"
+          "  types <n>...                         supported service types (start: 0 1 2)\n";
    return code;
 }
 
@@ -451,15 +604,17 @@ int main(int argc, char** argv) {
    std::vector<std::string> lines;
    for (std::string line; std::getline(in, line);)
       lines.push_back(line);
-   bool withRemote = false;
+   bool withRemote = false, withSubIntfs = false;
    for (auto const& line : lines) {
       std::vector<std::string> const w = wordsOf(line);
-      if (!w.empty() && w[0] == "remote") withRemote = true;
+      if (w.empty()) continue;
+      if (w[0] == "remote") withRemote = true;
+      if (isSubIntfCommand(w[0])) withSubIntfs = true;
    }
    int status = 0;
    bool notAllowed = false;
    {
-      Switch sw(withRemote);
+      Switch sw(withRemote, withSubIntfs);
       Picture before = sw.picture();
       int lastCommand = 0;
       for (int lineNo = 1; lineNo <= static_cast<int>(lines.size()); ++lineNo) {
