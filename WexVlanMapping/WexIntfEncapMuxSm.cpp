@@ -1,6 +1,7 @@
 #include "WexVlanMapping/WexIntfEncapMuxSm.h"
 
-#include <set>
+#include <algorithm>
+#include <vector>
 
 #include "Fen/Assert.h"
 #include "Gantry/Trace.h"
@@ -71,9 +72,9 @@ void WexIntfEncapMuxSm::handleInitialized() {
    initialized_ = true;
    // Every id read or written, each once and in ascending order; collected whole
    // before the first write.
-   std::set<Kestin::IntfId> ids;
+   std::vector<Kestin::IntfId> ids;
    auto collect = [&ids](auto const& map) {
-      Fen::forEachKey(map, [&ids](Kestin::IntfId id) { ids.insert(id); });
+      Fen::forEachKey(map, [&ids](Kestin::IntfId id) { ids.push_back(id); });
    };
    collect(wcsd()->multiEncapIntfMap());
    collect(serviceIntfFwdInfoIn()->fwdInfoMap());
@@ -82,10 +83,10 @@ void WexIntfEncapMuxSm::handleInitialized() {
    collect(subIntfStatus()->intfStatusMap());
    collect(subIntfHwStatusIn()->hardwareStatusMap());
    collect(subIntfHwStatusOut()->hardwareStatusMap());
-   for (Kestin::IntfId id : ids) {
-      updateServiceIntf(id);
-      updateSubIntfHwStatus(id);
-   }
+   std::sort(ids.begin(), ids.end());
+   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+   for (Kestin::IntfId id : ids)
+      updateRoadAndStatus(id);
 }
 
 // ---- handlers -------------------------------------------------------------------
@@ -106,8 +107,7 @@ void WexIntfEncapMuxSm::handleSubIntfHwStatus(Kestin::IntfId intfId) {
        8,
        "void WexVlanMapping::WexIntfEncapMuxSm::handleSubIntfHwStatus(Kestin::IntfId): %s isDel:%s",
        intfId.stringValue(), isDel);
-   updateServiceIntf(intfId);
-   updateSubIntfHwStatus(intfId);
+   updateRoadAndStatus(intfId);
 }
 
 void WexIntfEncapMuxSm::handleServiceIntfFwdInfo(Kestin::IntfId intfId) {
@@ -116,8 +116,7 @@ void WexIntfEncapMuxSm::handleServiceIntfFwdInfo(Kestin::IntfId intfId) {
                 "void WexVlanMapping::WexIntfEncapMuxSm::handleServiceIntfFwdInfo(Kestin::IntfId): "
                 "%s isDel:%s",
                 intfId.stringValue(), isDel);
-   updateServiceIntf(intfId);
-   updateSubIntfHwStatus(intfId);
+   updateRoadAndStatus(intfId);
 }
 
 void WexIntfEncapMuxSm::handleServiceIntfHwStatus(Kestin::IntfId intfId) {
@@ -127,11 +126,19 @@ void WexIntfEncapMuxSm::handleServiceIntfHwStatus(Kestin::IntfId intfId) {
        "void WexVlanMapping::WexIntfEncapMuxSm::handleServiceIntfHwStatus(Kestin::IntfId): %s "
        "isDel:%s",
        intfId.stringValue(), isDel);
-   updateServiceIntf(intfId);
-   updateSubIntfHwStatus(intfId);
+   updateRoadAndStatus(intfId);
 }
 
 // ---- the road -------------------------------------------------------------------
+
+WexIntfEncapMuxSm::Road WexIntfEncapMuxSm::roadOf(Kestin::IntfId intfId) const {
+   Road road;
+   road.offered = serviceIntfFwdInfoIn()->fwdInfo(intfId);
+   road.needed = road.offered != noFwdInfo &&
+                 supportedServiceTypes()->encapServiceType(road.offered.serviceType());
+   road.direct = subIntfHwStatusIn()->hardwareStatus(intfId);
+   return road;
+}
 
 bool WexIntfEncapMuxSm::serviceIntfIsNeeded(Kestin::IntfId intfId) const {
    Ulva::ServiceIntfFwdInfo const offered = serviceIntfFwdInfoIn()->fwdInfo(intfId);
@@ -139,39 +146,54 @@ bool WexIntfEncapMuxSm::serviceIntfIsNeeded(Kestin::IntfId intfId) const {
    return supportedServiceTypes()->encapServiceType(offered.serviceType());
 }
 
+void WexIntfEncapMuxSm::updateRoadAndStatus(Kestin::IntfId intfId) {
+   Road road = roadOf(intfId);
+   // A write may have set off changes of the inputs: then they are read again.
+   if (updateServiceIntf(intfId, road)) road = roadOf(intfId);
+   updateSubIntfHwStatus(intfId, road);
+}
+
 void WexIntfEncapMuxSm::updateServiceIntf(Kestin::IntfId intfId) {
-   bool const needSvcIntf = serviceIntfIsNeeded(intfId);
+   (void)updateServiceIntf(intfId, roadOf(intfId));
+}
+
+bool WexIntfEncapMuxSm::updateServiceIntf(Kestin::IntfId intfId, Road const& road) {
+   bool const needSvcIntf = road.needed;
    GANTRY_TRACE(8, MUX_SERVICE_INTF "%s, needSvcIntf: %s", intfId.stringValue(), needSvcIntf);
+   bool wrote = false;
    // The direct road wins: a sub-interface with a direct status gets no service
    // interface, however much it needs one.
-   bool const publish = needSvcIntf && !subIntfHwStatusIn()->hardwareStatus(intfId);
-   if (publish) {
-      Ulva::ServiceIntfFwdInfo const offered = serviceIntfFwdInfoIn()->fwdInfo(intfId);
-      if (serviceIntfFwdInfoOut()->fwdInfo(intfId) != offered) {
+   if (needSvcIntf && !road.direct) {
+      if (serviceIntfFwdInfoOut()->fwdInfo(intfId) != road.offered) {
          GANTRY_TRACE(7, MUX_SERVICE_INTF "%s, update serviceIntfFwdInfoOut", intfId.stringValue());
-         serviceIntfFwdInfoOut()->fwdInfoIs(offered);
+         serviceIntfFwdInfoOut()->fwdInfoIs(road.offered);
+         wrote = true;
       }
-   } else {
-      if (serviceIntfFwdInfoOut()->fwdInfoDel(intfId) != noFwdInfo) {
-         GANTRY_TRACE(7, MUX_SERVICE_INTF "%s, remove serviceIntfFwdInfoOut", intfId.stringValue());
-      }
+   } else if (serviceIntfFwdInfoOut()->fwdInfoDel(intfId) != noFwdInfo) {
+      GANTRY_TRACE(7, MUX_SERVICE_INTF "%s, remove serviceIntfFwdInfoOut", intfId.stringValue());
+      wrote = true;
    }
    if (needSvcIntf) {
-      if (wcsd()->multiEncapIntfHas(intfId)) return;
+      if (wcsd()->multiEncapIntfHas(intfId)) return wrote;
       GANTRY_TRACE(7, MUX_SERVICE_INTF "%s, add multiEncapIntf", intfId.stringValue());
       wcsd()->multiEncapIntfIs(intfId);
-      return;
+      return true;
    }
    // The id drains: it stays while the service road still has a status.
-   if (serviceIntfHwStatusIn()->hwStatusHas(intfId)) return;
-   if (wcsd()->multiEncapIntfDel(intfId)) return;
+   if (serviceIntfHwStatusIn()->hwStatusHas(intfId)) return wrote;
+   if (wcsd()->multiEncapIntfDel(intfId)) return true;
    // Said when nothing was removed, silent when a member went: kept so on purpose.
    GANTRY_TRACE(7, MUX_SERVICE_INTF "%s, remove multiEncapIntf", intfId.stringValue());
+   return wrote;
 }
 
 // ---- the merged status ------------------------------------------------------------
 
 void WexIntfEncapMuxSm::updateSubIntfHwStatus(Kestin::IntfId intfId) {
+   updateSubIntfHwStatus(intfId, roadOf(intfId));
+}
+
+void WexIntfEncapMuxSm::updateSubIntfHwStatus(Kestin::IntfId intfId, Road const& road) {
    // Held to the end: a listener of the output may change the directories.
    Fen::Ptr<Interface::SubIntfStatus const> const status = subIntfStatus()->intfStatus(intfId);
    Fen::Ptr<Interface::Hardware::SubIntfStatus> out = subIntfHwStatusOut()->hardwareStatus(intfId);
@@ -188,18 +210,16 @@ void WexIntfEncapMuxSm::updateSubIntfHwStatus(Kestin::IntfId intfId) {
    // Not programmed: the output keeps what it has.
    if (!status->programInHw()) return;
    // A success stays latched for serviceType 0 and 2 (and with no record).
-   if (out->hardwareSuccess() &&
-       latchesSuccess(serviceIntfFwdInfoIn()->fwdInfo(intfId).serviceType())) {
-      return;
-   }
+   if (out->hardwareSuccess() && latchesSuccess(road.offered.serviceType())) return;
    bool success = false;
    char const* source = "none";
-   Ulva::ServiceIntfHwStatusColl const& svcStatus = *serviceIntfHwStatusIn();
-   if (serviceIntfIsNeeded(intfId) && svcStatus.hwStatusHas(intfId)) {
-      success = svcStatus.hwStatus(intfId) == Ulva::hwStatusSuccess;
+   auto const* const svcStatus =
+       road.needed ? serviceIntfHwStatusIn()->hwStatusMap()[intfId] : nullptr;
+   if (svcStatus) {
+      success = svcStatus->value == Ulva::hwStatusSuccess;
       source = "serviceIntfHwStatusIn";
-   } else if (auto const direct = subIntfHwStatusIn()->hardwareStatus(intfId)) {
-      success = direct->hardwareSuccess();
+   } else if (road.direct) {
+      success = road.direct->hardwareSuccess();
       source = "subIntfHwStatusIn";
    }
    if (success == out->hardwareSuccess()) return;

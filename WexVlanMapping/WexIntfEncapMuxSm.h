@@ -164,6 +164,23 @@ public:
    }
 
 private:
+   // What an update of one id reads of the road's inputs, read once: the offered
+   // record (default when absent), whether the service road is needed, and the
+   // direct road's member (null when absent or null).
+   struct Road {
+      Ulva::ServiceIntfFwdInfo offered;
+      bool needed = false;
+      Fen::Ptr<Interface::Hardware::SubIntfStatus const> direct;
+   };
+   Road roadOf(Kestin::IntfId intfId) const;
+   // updateServiceIntf and updateSubIntfHwStatus on what `road` read; the first
+   // says whether it wrote anything (a write may set off changes of the inputs,
+   // so the road is read again after one).
+   bool updateServiceIntf(Kestin::IntfId intfId, Road const& road);
+   void updateSubIntfHwStatus(Kestin::IntfId intfId, Road const& road);
+   // The work of the sweep and of three handlers: the road, then the merged status.
+   void updateRoadAndStatus(Kestin::IntfId intfId);
+
    // Members in attribute order: wcsd_, subIntfStatus_, subIntfHwStatusIn_,
    // subIntfHwStatusOut_, serviceIntfFwdInfoIn_, serviceIntfFwdInfoOut_,
    // serviceIntfHwStatusIn_, supportedServiceTypes_; then initialized_. (The
