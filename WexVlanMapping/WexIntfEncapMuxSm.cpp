@@ -86,7 +86,7 @@ void WexIntfEncapMuxSm::handleInitialized() {
    std::sort(ids.begin(), ids.end());
    ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
    for (Kestin::IntfId id : ids)
-      updateRoadAndStatus(id);
+      updateRoadAndStatus(id, roadOf(id));
 }
 
 // ---- handlers -------------------------------------------------------------------
@@ -101,42 +101,54 @@ void WexIntfEncapMuxSm::handleSubIntfStatus(Kestin::IntfId intfId) {
    updateSubIntfHwStatus(intfId);
 }
 
+// The three handlers of the road's inputs read the road first: their own input's
+// presence, for the trace, is part of it.
+
 void WexIntfEncapMuxSm::handleSubIntfHwStatus(Kestin::IntfId intfId) {
-   bool const isDel = !subIntfHwStatusIn()->hardwareStatusHas(intfId);
+   Road const road = roadOf(intfId);
    GANTRY_TRACE(
        8,
        "void WexVlanMapping::WexIntfEncapMuxSm::handleSubIntfHwStatus(Kestin::IntfId): %s isDel:%s",
-       intfId.stringValue(), isDel);
-   updateRoadAndStatus(intfId);
+       intfId.stringValue(), !road.directPresent);
+   updateRoadAndStatus(intfId, road);
 }
 
 void WexIntfEncapMuxSm::handleServiceIntfFwdInfo(Kestin::IntfId intfId) {
-   bool const isDel = !serviceIntfFwdInfoIn()->fwdInfoHas(intfId);
+   Road const road = roadOf(intfId);
    GANTRY_TRACE(8,
                 "void WexVlanMapping::WexIntfEncapMuxSm::handleServiceIntfFwdInfo(Kestin::IntfId): "
                 "%s isDel:%s",
-                intfId.stringValue(), isDel);
-   updateRoadAndStatus(intfId);
+                intfId.stringValue(), !road.offeredPresent);
+   updateRoadAndStatus(intfId, road);
 }
 
 void WexIntfEncapMuxSm::handleServiceIntfHwStatus(Kestin::IntfId intfId) {
-   bool const isDel = !serviceIntfHwStatusIn()->hwStatusHas(intfId);
+   Road const road = roadOf(intfId);
    GANTRY_TRACE(
        8,
        "void WexVlanMapping::WexIntfEncapMuxSm::handleServiceIntfHwStatus(Kestin::IntfId): %s "
        "isDel:%s",
-       intfId.stringValue(), isDel);
-   updateRoadAndStatus(intfId);
+       intfId.stringValue(), !road.serviceStatus.has_value());
+   updateRoadAndStatus(intfId, road);
 }
 
 // ---- the road -------------------------------------------------------------------
 
 WexIntfEncapMuxSm::Road WexIntfEncapMuxSm::roadOf(Kestin::IntfId intfId) const {
    Road road;
-   road.offered = serviceIntfFwdInfoIn()->fwdInfo(intfId);
+   if (auto const* offered = serviceIntfFwdInfoIn()->fwdInfoMap()[intfId]) {
+      road.offered = *offered;
+      road.offeredPresent = true;
+   }
    road.needed = road.offered != noFwdInfo &&
                  supportedServiceTypes()->encapServiceType(road.offered.serviceType());
-   road.direct = subIntfHwStatusIn()->hardwareStatus(intfId);
+   if (auto const* direct = subIntfHwStatusIn()->hardwareStatusMap()[intfId]) {
+      road.direct = direct->value;
+      road.directPresent = true;
+   }
+   if (auto const* status = serviceIntfHwStatusIn()->hwStatusMap()[intfId]) {
+      road.serviceStatus = status->value;
+   }
    return road;
 }
 
@@ -146,11 +158,13 @@ bool WexIntfEncapMuxSm::serviceIntfIsNeeded(Kestin::IntfId intfId) const {
    return supportedServiceTypes()->encapServiceType(offered.serviceType());
 }
 
-void WexIntfEncapMuxSm::updateRoadAndStatus(Kestin::IntfId intfId) {
-   Road road = roadOf(intfId);
+void WexIntfEncapMuxSm::updateRoadAndStatus(Kestin::IntfId intfId, Road const& road) {
    // A write may have set off changes of the inputs: then they are read again.
-   if (updateServiceIntf(intfId, road)) road = roadOf(intfId);
-   updateSubIntfHwStatus(intfId, road);
+   if (updateServiceIntf(intfId, road)) {
+      updateSubIntfHwStatus(intfId, roadOf(intfId));
+   } else {
+      updateSubIntfHwStatus(intfId, road);
+   }
 }
 
 void WexIntfEncapMuxSm::updateServiceIntf(Kestin::IntfId intfId) {
@@ -180,7 +194,10 @@ bool WexIntfEncapMuxSm::updateServiceIntf(Kestin::IntfId intfId, Road const& roa
       return true;
    }
    // The id drains: it stays while the service road still has a status.
-   if (serviceIntfHwStatusIn()->hwStatusHas(intfId)) return wrote;
+   // Only needSvcIntf is kept across a write: a write may have changed the rest.
+   bool const serviceStatus =
+       wrote ? serviceIntfHwStatusIn()->hwStatusHas(intfId) : road.serviceStatus.has_value();
+   if (serviceStatus) return wrote;
    if (wcsd()->multiEncapIntfDel(intfId)) return true;
    // Said when nothing was removed, silent when a member went: kept so on purpose.
    GANTRY_TRACE(7, MUX_SERVICE_INTF "%s, remove multiEncapIntf", intfId.stringValue());
@@ -213,10 +230,8 @@ void WexIntfEncapMuxSm::updateSubIntfHwStatus(Kestin::IntfId intfId, Road const&
    if (out->hardwareSuccess() && latchesSuccess(road.offered.serviceType())) return;
    bool success = false;
    char const* source = "none";
-   auto const* const svcStatus =
-       road.needed ? serviceIntfHwStatusIn()->hwStatusMap()[intfId] : nullptr;
-   if (svcStatus) {
-      success = svcStatus->value == Ulva::hwStatusSuccess;
+   if (road.needed && road.serviceStatus) {
+      success = *road.serviceStatus == Ulva::hwStatusSuccess;
       source = "serviceIntfHwStatusIn";
    } else if (road.direct) {
       success = road.direct->hardwareSuccess();

@@ -51,6 +51,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "Fen/Reactor.h"
 #include "Fen/StateMachineTable.h"
@@ -165,12 +166,16 @@ public:
 
 private:
    // What an update of one id reads of the road's inputs, read once: the offered
-   // record (default when absent), whether the service road is needed, and the
-   // direct road's member (null when absent or null).
+   // record (default when absent) and whether one is there, whether the service
+   // road is needed, the direct road's member (null when absent or null) and
+   // whether its key is there, and the service road's status.
    struct Road {
       Ulva::ServiceIntfFwdInfo offered;
+      bool offeredPresent = false;
       bool needed = false;
       Fen::Ptr<Interface::Hardware::SubIntfStatus const> direct;
+      bool directPresent = false;
+      std::optional<Ulva::IntfEncapHwStatus> serviceStatus;
    };
    Road roadOf(Kestin::IntfId intfId) const;
    // updateServiceIntf and updateSubIntfHwStatus on what `road` read; the first
@@ -179,7 +184,7 @@ private:
    bool updateServiceIntf(Kestin::IntfId intfId, Road const& road);
    void updateSubIntfHwStatus(Kestin::IntfId intfId, Road const& road);
    // The work of the sweep and of three handlers: the road, then the merged status.
-   void updateRoadAndStatus(Kestin::IntfId intfId);
+   void updateRoadAndStatus(Kestin::IntfId intfId, Road const& road);
 
    // Members in attribute order: wcsd_, subIntfStatus_, subIntfHwStatusIn_,
    // subIntfHwStatusOut_, serviceIntfFwdInfoIn_, serviceIntfFwdInfoOut_,
