@@ -238,6 +238,36 @@ void serviceStatusReport(benchmark::State& state, std::size_t n) {
    setItems(state, n);
 }
 
+// The floor of ServiceStatusReport: the same write of the service's status and
+// the reads an update cannot do without (the offer, the supported types, the
+// direct road, the service status, the published offer, multiEncapIntf, the
+// sub-interface and its merged status), then the merged status written, on the
+// same tables, without a machine: no notification, reactor, handler or trace.
+void serviceStatusReportFloor(benchmark::State& state, std::size_t n) {
+   Mux mux(n, Road::service);
+   mux.start();
+   mux.sm = nullptr;  // the tables stay as it left them; nobody listens
+   bool ready = true;
+   for (auto _ : state) {
+      ready = !ready;
+      Ulva::IntfEncapHwStatus const s = ready ? Ulva::hwStatusSuccess : Ulva::hwStatusNotReady;
+      for (std::size_t i = 0; i < n; ++i) {
+         Kestin::IntfId const id = mux.ids[i];
+         mux.svcStatus->hwStatusIs(id, s);
+         Ulva::ServiceIntfFwdInfo const offered = mux.offered->fwdInfo(id);
+         bool const needed = mux.types->encapServiceType(offered.serviceType());
+         bool const direct = static_cast<bool>(mux.subIntfHwStatusIn->hardwareStatus(id));
+         bool const success = mux.svcStatus->hwStatus(id) == Ulva::hwStatusSuccess;
+         benchmark::DoNotOptimize(mux.fwdOut->fwdInfo(id));
+         benchmark::DoNotOptimize(mux.wcsd->multiEncapIntfHas(id));
+         benchmark::DoNotOptimize(mux.subIntfStatus->intfStatus(id));
+         auto const out = mux.subIntfHwStatusOut->hardwareStatus(id);
+         if (out && needed && !direct) out->hardwareSuccessIs(success);
+      }
+   }
+   setItems(state, n);
+}
+
 // The unit of cost: the same ids inserted into a keyed map.
 void hashInsert(benchmark::State& state, std::size_t n) {
    std::vector<Kestin::IntfId> const keys(idsOf(n).begin(),
@@ -256,6 +286,8 @@ void registerAll() {
       add("DirectStatusReport", "WexIntfEncapMuxSm", n, directStatusReport)
           ->Unit(benchmark::kMillisecond);
       add("FwdInfoChange", "WexIntfEncapMuxSm", n, fwdInfoChange)->Unit(benchmark::kMillisecond);
+      add("ServiceStatusReport", "Floor", n, serviceStatusReportFloor)
+          ->Unit(benchmark::kMillisecond);
       add("ServiceStatusReport", "WexIntfEncapMuxSm", n, serviceStatusReport)
           ->Unit(benchmark::kMillisecond);
    }
