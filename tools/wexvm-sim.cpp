@@ -73,6 +73,28 @@
 // multiplexer's outputs: "fwdinfo" (the forwarding information in force),
 // "multi" (multiEncapIntf) and "subintf" (the merged hardwareSuccess).
 //
+// MACsec proxy. A scenario that uses any of the commands below also runs the
+// dynamic encap machine (WexDynamicEncapSm) over a MacsecProxy::Status. It
+// writes into the same dynamicIntfEncap the machine hears, so that its two
+// crossed entries per proxy (on the proxy's parent port, the sub-interfaces as
+// their service interfaces) get programmed like any dynamic encap; a `dynamic`
+// entry of the same key is overwritten by it, and withdrawn with the proxy.
+// The parent port is read only when a proxy is added: after `proxyport`, send
+// the proxy again.
+//
+//   proxyport <port> single|double     the parent port, its egress single- or
+//                                      double-tagged (proxyIntf, singleTagEgress)
+//   noproxyport <port>                 the parent port removed
+//   proxy <proxySubIntf> <patchSubIntf|none> <patchVid> <proxyVid>
+//                                      a proxy sub-interface's status, published
+//                                      whole in one write (none: no patch yet)
+//   noproxy <proxySubIntf>             the proxy's status removed
+//
+// Beside the machine's changes, such a scenario prints those of
+// dynamicIntfEncap: "dynamic" lines with each entry's egress tags, service
+// interface and source. A VLAN id the machine refuses (above 4097) stops the
+// run like a malformed line.
+//
 // A malformed line stops the run with its line number and what was wrong.
 #include <cstdio>
 #include <cstdlib>
@@ -90,6 +112,8 @@
 #include "Fen/Trace.h"
 #include "Lintel/TraceFile.h"
 #include "Lintel/TraceHandle.h"
+#include "MacsecProxy/Status.h"
+#include "WexVlanMapping/WexDynamicEncapSm.h"
 #include "WexVlanMapping/WexIntfEncapMuxSm.h"
 #include "WexVlanMapping/WexTestIntfEncapSm.h"
 
@@ -151,6 +175,11 @@ bool isSubIntfCommand(std::string const& cmd) {
           cmd == "offer" || cmd == "nooffer" || cmd == "types";
 }
 
+// The commands that bring the MACsec proxy's dynamic encap machine into a scenario.
+bool isProxyCommand(std::string const& cmd) {
+   return cmd == "proxyport" || cmd == "noproxyport" || cmd == "proxy" || cmd == "noproxy";
+}
+
 // What one run shows: a flat, sorted picture of the state, compared line by line
 // between two commands.
 using Picture = std::map<std::string, std::string>;
@@ -159,8 +188,9 @@ class Switch {
 public:
    // With `withRemote`, the machine reads remote statuses as a ceiling; with
    // `withSubIntfs`, the sub-interface multiplexer runs beside it and owns its
-   // serviceIntfFwdInfo.
-   Switch(bool withRemote, bool withSubIntfs)
+   // serviceIntfFwdInfo; with `withProxy`, the MACsec proxy's dynamic encap
+   // machine writes into its dynamicIntfEncap.
+   Switch(bool withRemote, bool withSubIntfs, bool withProxy)
        : wcsd_(Wex::wexCommonSmDataFactory()),
          fwd_(Ulva::serviceIntfFwdInfoCollFactory()),
          svcStatus_(Ulva::serviceIntfHwStatusCollFactory()),
@@ -182,11 +212,13 @@ public:
          subIntfHwStatusIn_(Interface::Hardware::subIntfStatusDirFactory()),
          subIntfHwStatusOut_(Interface::Hardware::subIntfStatusDirFactory()),
          offered_(Ulva::serviceIntfFwdInfoCollFactory()),
-         types_(WexVlanMapping::supportedEncapServiceTypesFactory()) {
+         types_(WexVlanMapping::supportedEncapServiceTypesFactory()),
+         proxyStatus_(MacsecProxy::statusFactory()) {
       for (auto const t : {Ulva::serviceIntfTypeDefault, Ulva::serviceIntfTypeTunnel,
                            Ulva::serviceIntfTypeSubIntf}) {
          types_->encapServiceTypeIs(t);
       }
+      if (withProxy) dynSm_ = WexVlanMapping::wexDynamicEncapSmFactory(proxyStatus_, dynamic_);
       if (!withSubIntfs) return;
       // Joined as an agent joins them: the forwarding information in force is
       // the machine's input, the machine's service statuses the service road.
@@ -224,6 +256,16 @@ private:
       } else if (w.size() == first + 2) {
          refuse(std::string("usage: ") + usage);
       }
+   }
+   static std::uint16_t vidOf(std::string const& text) {
+      std::uint32_t const vid = numberOf(text, "vlan id");
+      if (vid > 0xFFFF) refuse("vlan id " + text + " above 65535");
+      return static_cast<std::uint16_t>(vid);
+   }
+   static Kestin::IntfId subIntfOf(std::string const& text) {
+      Kestin::IntfId const id = intfOf(text);
+      if (!Kestin::SubIntfId::isSubIntfId(id)) refuse("'" + text + "' is no sub-interface");
+      return id;
    }
    static Ulva::ServiceIntfType serviceTypeOf(std::string const& text) {
       std::uint32_t const type = numberOf(text, "service type");
@@ -278,6 +320,10 @@ private:
    Fen::Ptr<Ulva::ServiceIntfFwdInfoColl> offered_;
    Fen::Ptr<WexVlanMapping::SupportedEncapServiceTypes> types_;
    Fen::Ptr<WexVlanMapping::WexIntfEncapMuxSm> mux_;
+   // The MACsec proxy's status and dynamic encap machine; dynSm_ is null in a
+   // scenario without proxy commands.
+   Fen::Ptr<MacsecProxy::Status> proxyStatus_;
+   Fen::Ptr<WexVlanMapping::WexDynamicEncapSm> dynSm_;
 };
 
 void Switch::run(std::vector<std::string> const& w) {
@@ -386,6 +432,22 @@ void Switch::run(std::vector<std::string> const& w) {
    } else if (cmd == "undynamic") {
       need(w, 3, 3, "undynamic <intf> <tags>");
       dynamic_->entryDel(encapOf(w[1], w[2]));
+   } else if (cmd == "proxyport") {
+      need(w, 3, 3, "proxyport <port> single|double");
+      if (w[2] != "single" && w[2] != "double") refuse("usage: proxyport <port> single|double");
+      proxyStatus_->proxyIntfIs(intfOf(w[1]))->singleTagEgressIs(w[2] == "single");
+   } else if (cmd == "noproxyport") {
+      need(w, 2, 2, "noproxyport <port>");
+      proxyStatus_->proxyIntfDel(intfOf(w[1]));
+   } else if (cmd == "proxy") {
+      need(w, 5, 5, "proxy <proxySubIntf> <patchSubIntf|none> <patchVid> <proxyVid>");
+      Kestin::IntfId const proxy = subIntfOf(w[1]);
+      Kestin::IntfId const patch = w[2] == "none" ? Kestin::IntfId() : subIntfOf(w[2]);
+      proxyStatus_->proxySubIntfStatusIs(
+          MacsecProxy::macsecProxySubIntfStatusFactory(proxy, patch, vidOf(w[3]), vidOf(w[4])));
+   } else if (cmd == "noproxy") {
+      need(w, 2, 2, "noproxy <proxySubIntf>");
+      proxyStatus_->proxySubIntfStatusDel(intfOf(w[1]));
    } else if (cmd == "hw") {
       need(w, 4, 4, "hw <intf> <tags> success|notready|failed|clear");
       statusIs(*hw_, encapOf(w[1], w[2]), w[3]);
@@ -433,6 +495,15 @@ Picture Switch::picture() const {
    for (auto it = sm_->portDownMap().begin(); it; it.advance()) {
       if (it.currNodeNonStale()->value)
          p["port      " + it.key().stringValue().stdString()] = "down";
+   }
+   if (dynSm_) {
+      for (auto it = dynamic_->entryMap().begin(); it; it.advance()) {
+         WexVlanMapping::WexDynamicIntfEncapInfo const& e = *it.currNodeNonStale();
+         p["dynamic   " + encapText(e.intfEncap())] =
+             "egress " + tagsText(e.egressEncap()) + ", service " +
+             e.serviceIntf().stringValue().stdString() + ", source " +
+             WexVlanMapping::stringValue(e.source()).stdString();
+      }
    }
    if (!mux_) return p;
    for (auto it = fwd_->fwdInfoMap().begin(); it; it.advance()) {
@@ -533,7 +604,13 @@ int usage(int code) {
           "  direct <id> success|failed|clear     the direct road's hardware status\n"
           "  offer <id> <fwdData> [type <n>] | nooffer <id>\n"
           "                                       forwarding information on offer\n"
-          "  types <n>...                         supported service types (start: 0 1 2)\n";
+          "  types <n>...                         supported service types (start: 0 1 2)\n"
+          "MACsec proxy commands (they run the dynamic encap machine, which writes into\n"
+          "dynamicIntfEncap; the parent port is read when a proxy is added):\n"
+          "  proxyport <port> single|double | noproxyport <port>\n"
+          "                                       the parent port's singleTagEgress\n"
+          "  proxy <proxySubIntf> <patchSubIntf|none> <patchVid> <proxyVid>\n"
+          "  noproxy <proxySubIntf>               a proxy's status published, removed\n";
    return code;
 }
 
@@ -604,17 +681,18 @@ int main(int argc, char** argv) {
    std::vector<std::string> lines;
    for (std::string line; std::getline(in, line);)
       lines.push_back(line);
-   bool withRemote = false, withSubIntfs = false;
+   bool withRemote = false, withSubIntfs = false, withProxy = false;
    for (auto const& line : lines) {
       std::vector<std::string> const w = wordsOf(line);
       if (w.empty()) continue;
       if (w[0] == "remote") withRemote = true;
       if (isSubIntfCommand(w[0])) withSubIntfs = true;
+      if (isProxyCommand(w[0])) withProxy = true;
    }
    int status = 0;
    bool notAllowed = false;
    {
-      Switch sw(withRemote, withSubIntfs);
+      Switch sw(withRemote, withSubIntfs, withProxy);
       Picture before = sw.picture();
       int lastCommand = 0;
       for (int lineNo = 1; lineNo <= static_cast<int>(lines.size()); ++lineNo) {
