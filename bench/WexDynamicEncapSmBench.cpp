@@ -12,6 +12,7 @@
 //   ProxyRemove       a proxy status removed, both entries withdrawn
 //   ProxyAddEndToEnd  ProxyAdd with the encap state machine on the simulated
 //                     platform listening: both encaps programmed and published
+// and ProxyAdd/Floor/<proxies>, the same reads and writes without the machine.
 // Insert/HashMap2018/<n> is the unit: one insert into a keyed map of the same
 // size, so that an event reads as a multiple of one hash insert.
 #include <benchmark/benchmark.h>
@@ -109,6 +110,57 @@ void proxyAdd(benchmark::State& state, std::size_t n) {
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(batch));
 }
 
+// The floor of ProxyAdd: the same writes and reads on tables of the same kinds
+// and sizes, without a machine: the status written (nobody listens), looked up
+// again, the proxy's former patch looked for, the parent port read, and the
+// patch, the two entries and their two keys written.
+void proxyAddFloor(benchmark::State& state, std::size_t n) {
+   Proxy proxy(n);
+   proxy.start();
+   // The machine's tables as it left them, now held here; it no longer listens.
+   using Sm = WexVlanMapping::WexDynamicEncapSm;
+   Sm::SubIntfToDynIntfEncapMap keys;
+   Sm::MacsecProxySubIntfToPatchSubIntfMap patches;
+   for (std::size_t i = 0; i < n; ++i) {
+      patches.memberIs(proxyOf(i), patchOf(i));
+      keys.memberIs(proxyOf(i), proxy.sm->subIntfToDynIntfEncap(proxyOf(i)));
+      keys.memberIs(patchOf(i), proxy.sm->subIntfToDynIntfEncap(patchOf(i)));
+   }
+   proxy.sm = nullptr;
+   std::vector<Fen::Ptr<MacsecProxy::MacsecProxySubIntfStatus>> added;
+   for (std::size_t i = n; i < n + batch; ++i)
+      added.push_back(statusOf(i));
+   for (auto _ : state) {
+      for (auto const& s : added) {
+         proxy.status->proxySubIntfStatusIs(s);
+         auto const st = proxy.status->proxySubIntfStatus(s->proxySubIntf());
+         benchmark::DoNotOptimize(patches.memberDel(st->proxySubIntf()));
+         Kestin::IntfId const parent = Kestin::SubIntfId::parentIntfId(st->proxySubIntf());
+         bool const single = proxy.status->proxyIntf(parent)->singleTagEgress();
+         auto const proxyTags = WexVlanMapping::buildEncap(st->proxyEncapVid(), 4095);
+         auto const patchTags = WexVlanMapping::buildEncap(st->patchEncapVid(), 4095);
+         patches.memberIs(st->proxySubIntf(), st->patchSubIntf());
+         WexVlanMapping::WexDynamicIntfEncapInfo proxyEntry(Ulva::IntfEncap(parent, proxyTags));
+         proxyEntry.egressEncapIs(single ? patchTags : patchTags);
+         proxy.dynamic->entryIs(proxyEntry);
+         keys.memberIs(st->proxySubIntf(), proxyEntry.intfEncap());
+         WexVlanMapping::WexDynamicIntfEncapInfo patchEntry(Ulva::IntfEncap(parent, patchTags));
+         patchEntry.egressEncapIs(proxyTags);
+         proxy.dynamic->entryIs(patchEntry);
+         keys.memberIs(st->patchSubIntf(), patchEntry.intfEncap());
+      }
+      state.PauseTiming();
+      for (auto const& s : added) {
+         proxy.status->proxySubIntfStatusDel(s->proxySubIntf());
+         patches.memberDel(s->proxySubIntf());
+         proxy.dynamic->entryDel(keys.memberDel(s->proxySubIntf()));
+         proxy.dynamic->entryDel(keys.memberDel(s->patchSubIntf()));
+      }
+      state.ResumeTiming();
+   }
+   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(batch));
+}
+
 void proxyChange(benchmark::State& state, std::size_t n) {
    Proxy proxy(n);
    proxy.start();
@@ -192,6 +244,7 @@ void registerAll() {
       add("Insert", "HashMap2018", n, hashInsert);
       add("Sweep", "WexDynamicEncapSm", n, sweep)->Unit(benchmark::kMillisecond);
       add("ProxyAdd", "WexDynamicEncapSm", n, proxyAdd);
+      add("ProxyAdd", "Floor", n, proxyAddFloor);
       add("ProxyChange", "WexDynamicEncapSm", n, proxyChange);
       add("ProxyRemove", "WexDynamicEncapSm", n, proxyRemove);
       add("ProxyAddEndToEnd", "WexDynamicEncapSm", n, proxyAddEndToEnd);
