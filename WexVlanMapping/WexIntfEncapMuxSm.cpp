@@ -140,8 +140,7 @@ WexIntfEncapMuxSm::Road WexIntfEncapMuxSm::roadOf(Kestin::IntfId intfId) const {
       road.offered = *offered;
       road.offeredPresent = true;
    }
-   road.needed = road.offered != noFwdInfo &&
-                 supportedServiceTypes()->encapServiceType(road.offered.serviceType());
+   road.needed = isNeeded(road.offered);
    if (auto const* direct = subIntfHwStatusIn()->hardwareStatusMap()[intfId]) {
       road.direct = direct->value;
       road.directPresent = true;
@@ -152,10 +151,13 @@ WexIntfEncapMuxSm::Road WexIntfEncapMuxSm::roadOf(Kestin::IntfId intfId) const {
    return road;
 }
 
-bool WexIntfEncapMuxSm::serviceIntfIsNeeded(Kestin::IntfId intfId) const {
-   Ulva::ServiceIntfFwdInfo const offered = serviceIntfFwdInfoIn()->fwdInfo(intfId);
+bool WexIntfEncapMuxSm::isNeeded(Ulva::ServiceIntfFwdInfo const& offered) const {
    if (offered == noFwdInfo) return false;
    return supportedServiceTypes()->encapServiceType(offered.serviceType());
+}
+
+bool WexIntfEncapMuxSm::serviceIntfIsNeeded(Kestin::IntfId intfId) const {
+   return isNeeded(serviceIntfFwdInfoIn()->fwdInfo(intfId));
 }
 
 void WexIntfEncapMuxSm::updateRoadAndStatus(Kestin::IntfId intfId, Road const& road) {

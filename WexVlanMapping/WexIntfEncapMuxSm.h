@@ -178,6 +178,8 @@ private:
       std::optional<Ulva::IntfEncapHwStatus> serviceStatus;
    };
    Road roadOf(Kestin::IntfId intfId) const;
+   // The rule of serviceIntfIsNeeded on a record already read.
+   bool isNeeded(Ulva::ServiceIntfFwdInfo const& offered) const;
    // updateServiceIntf and updateSubIntfHwStatus on what `road` read; the first
    // says whether it wrote anything (a write may set off changes of the inputs,
    // so the road is read again after one).

@@ -61,6 +61,14 @@ Fen::Ptr<MacsecProxy::MacsecProxySubIntfStatus> statusOf(std::size_t i, bool cha
 
 constexpr std::size_t batch = 1000;
 
+// The statuses of the batch of proxies beyond the first n, made ahead.
+std::vector<Fen::Ptr<MacsecProxy::MacsecProxySubIntfStatus>> statusesAfter(std::size_t n) {
+   std::vector<Fen::Ptr<MacsecProxy::MacsecProxySubIntfStatus>> out;
+   for (std::size_t i = n; i < n + batch; ++i)
+      out.push_back(statusOf(i));
+   return out;
+}
+
 // The proxy's status with `n` proxies (and the parent ports of `n + batch`).
 struct Proxy {
    Fen::Ptr<MacsecProxy::Status> status = MacsecProxy::statusFactory();
@@ -96,9 +104,7 @@ void sweep(benchmark::State& state, std::size_t n) {
 void proxyAdd(benchmark::State& state, std::size_t n) {
    Proxy proxy(n);
    proxy.start();
-   std::vector<Fen::Ptr<MacsecProxy::MacsecProxySubIntfStatus>> added;
-   for (std::size_t i = n; i < n + batch; ++i)
-      added.push_back(statusOf(i));
+   auto const added = statusesAfter(n);
    for (auto _ : state) {
       for (auto const& s : added)
          proxy.status->proxySubIntfStatusIs(s);
@@ -127,9 +133,7 @@ void proxyAddFloor(benchmark::State& state, std::size_t n) {
       keys.memberIs(patchOf(i), proxy.sm->subIntfToDynIntfEncap(patchOf(i)));
    }
    proxy.sm = nullptr;
-   std::vector<Fen::Ptr<MacsecProxy::MacsecProxySubIntfStatus>> added;
-   for (std::size_t i = n; i < n + batch; ++i)
-      added.push_back(statusOf(i));
+   auto const added = statusesAfter(n);
    for (auto _ : state) {
       for (auto const& s : added) {
          proxy.status->proxySubIntfStatusIs(s);
@@ -216,9 +220,7 @@ void proxyAddEndToEnd(benchmark::State& state, std::size_t n) {
         .intfEncapHwStatus = Ulva::intfEncapHwStatusCollFactory("intfEncapHwStatus"),
         .dynamicIntfEncap = proxy.dynamic,
         .testHwStatusColl = hw});
-   std::vector<Fen::Ptr<MacsecProxy::MacsecProxySubIntfStatus>> added;
-   for (std::size_t i = n; i < n + batch; ++i)
-      added.push_back(statusOf(i));
+   auto const added = statusesAfter(n);
    for (auto _ : state) {
       for (auto const& s : added)
          proxy.status->proxySubIntfStatusIs(s);

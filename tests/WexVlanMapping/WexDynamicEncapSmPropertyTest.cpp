@@ -505,22 +505,8 @@ TEST(WexDynamicEncapSmProperty, InvariantsHoldAndAFreshMachineWritesTheSameEntri
       for (Step const& s : steps) {
          log << "  " << describe(s) << "\n";
          world.apply(s);
-         std::vector<std::string> const bad = world.violations();
-         if (!bad.empty()) {
-            std::ostringstream os;
-            os << "steps:\n" << log.str() << "invariants broken:\n";
-            for (auto const& b : bad)
-               os << "  " << b << "\n";
-            RC_FAIL(os.str());
-         }
-         std::vector<std::string> const changed = world.restartChanges();
-         if (!changed.empty()) {
-            std::ostringstream os;
-            os << "steps:\n" << log.str() << "a fresh machine differs:\n";
-            for (auto const& c : changed)
-               os << "  " << c << "\n";
-            RC_FAIL(os.str());
-         }
+         failIfAny(log.str(), "invariants broken", world.violations());
+         failIfAny(log.str(), "a fresh machine differs", world.restartChanges());
       }
    });
    EXPECT_GT(met.parentUnheard, 0);

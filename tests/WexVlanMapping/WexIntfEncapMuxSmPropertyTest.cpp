@@ -372,22 +372,8 @@ TEST(WexIntfEncapMuxSmProperty, InvariantsHoldAndARestartChangesNothing) {
          log << "  " << describe(s) << "\n";
          auto const before = world.snapshot();
          world.apply(s);
-         std::vector<std::string> const bad = world.violations(before);
-         if (!bad.empty()) {
-            std::ostringstream os;
-            os << "steps:\n" << log.str() << "invariants broken:\n";
-            for (auto const& b : bad)
-               os << "  " << b << "\n";
-            RC_FAIL(os.str());
-         }
-         std::vector<std::string> const changed = world.restartChanges();
-         if (!changed.empty()) {
-            std::ostringstream os;
-            os << "steps:\n" << log.str() << "a restart changed:\n";
-            for (auto const& c : changed)
-               os << "  " << c << "\n";
-            RC_FAIL(os.str());
-         }
+         failIfAny(log.str(), "invariants broken", world.violations(before));
+         failIfAny(log.str(), "a restart changed", world.restartChanges());
       }
    });
 }

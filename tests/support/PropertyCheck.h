@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <initializer_list>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace TestSupport {
 
@@ -24,6 +26,18 @@ void checkUnderSeeds(char const* description, std::initializer_list<std::uint64_
       rc::detail::printResultMessage(result, os);
       EXPECT_TRUE(result.is<rc::detail::SuccessResult>()) << "seed " << seed << "\n" << os.str();
    }
+}
+
+// Fails the current case when `findings` is not empty: the steps played so far
+// (`steps`, one per line), `heading`, then each finding.
+inline void failIfAny(std::string const& steps, char const* heading,
+                      std::vector<std::string> const& findings) {
+   if (findings.empty()) return;
+   std::ostringstream os;
+   os << "steps:\n" << steps << heading << ":\n";
+   for (auto const& f : findings)
+      os << "  " << f << "\n";
+   RC_FAIL(os.str());
 }
 
 }  // namespace TestSupport
