@@ -1,5 +1,7 @@
 #include "WexVlanMapping/WexDynamicEncapSm.h"
 
+#include <iostream>
+
 #include "Fen/Exception.h"
 #include "Gantry/Trace.h"
 #include "WexVlanMapping/WexModules.h"
@@ -7,7 +9,7 @@
 namespace WexVlanMapping {
 
 // wexDynamicEncapSmModule, published when the library is loaded.
-FEN_MODULE(wexDynamicEncapSmModule, "WexDynamicEncapSm")
+FEN_MODULE(wexDynamicEncapSmModule, "WexDynamicEncapSm", WexDynamicEncapSm)
 
 namespace {
 

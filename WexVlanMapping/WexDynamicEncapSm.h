@@ -44,6 +44,7 @@
 
 #include "Fen/Accessors.h"
 #include "Fen/Reactor.h"
+#include "Fen/Reflect.h"
 #include "Fen/StateMachineTable.h"
 #include "MacsecProxy/Status.h"
 #include "WexVlanMapping/WexIntfEncap.h"
@@ -129,6 +130,22 @@ public:
                   Kestin::IntfId, Ulva::IntfEncap, 0x8D1939A4)
    FEN_COLLECTION(macsecProxySubIntfToPatchSubIntf, FenMacsecProxySubIntfToPatchSubIntf,
                   MacsecProxySubIntfToPatchSubIntfMap, Kestin::IntfId, Kestin::IntfId, 0xFBDB501C)
+
+   // What reflection sees, in attribute order from 130. The whole-status handler
+   // without argument is not reflected.
+   using FenReflection = Fen::Reflection<
+       void, FEN_SM_CTOR(WEX_DYNAMIC_ENCAP_SM_ATTRIBUTES),
+       FEN_SM_ROWS(WEX_DYNAMIC_ENCAP_SM_ATTRIBUTES)  // 130, 131
+       Fen::MethodRow<"handleMacsecProxySubIntfStatus",
+                      FEN_OVERLOAD(FenSm, handleMacsecProxySubIntfStatus,
+                                   void (FenSm::*)(Kestin::IntfId)),
+                      "intfId">,
+       Fen::MethodRow<"handleInitialized", &FenSm::handleInitialized>,
+       Fen::ValueRow<"initialized", &FenSm::initialized, &FenSm::initializedIs>,
+       FenRow_subIntfToDynIntfEncap, FenRow_macsecProxySubIntfToPatchSubIntf,
+       Fen::MethodRow<"addMacsecProxyDynEncap", &FenSm::addMacsecProxyDynEncap, "proxyStatus">,
+       Fen::MethodRow<"deleteMacsecProxyDynEncap", &FenSm::deleteMacsecProxyDynEncap,
+                      "proxySubIntfId">>;
 };
 
 // How an agent starts the machine: wexDynamicEncapSmFactory(status, dynamicIntfEncap)

@@ -20,6 +20,7 @@
 #include "Fen/Accessors.h"
 #include "Fen/HashMap2018.h"
 #include "Fen/Ptr.h"
+#include "Fen/Reflect.h"
 #include "Ulva/IntfEncap.h"
 #include "Ulva/IntfEncapHwStatus.h"
 
@@ -44,6 +45,9 @@ public:
    std::uint32_t failedCount() const { return failedCount_; }
    std::uint32_t notReadyCount() const { return notReadyCount_; }
    std::uint32_t successCount() const { return successCount_; }
+   void failedCountIs(std::uint32_t n) { failedCount_ = n; }
+   void notReadyCountIs(std::uint32_t n) { notReadyCount_ = n; }
+   void successCountIs(std::uint32_t n) { successCount_ = n; }
    void failedCountInc(std::uint32_t delta) { failedCount_ += delta; }
    void failedCountDec(std::uint32_t delta) { failedCount_ -= delta; }
    void notReadyCountInc(std::uint32_t delta) { notReadyCount_ += delta; }
@@ -79,6 +83,24 @@ private:
    std::uint32_t failedCount_ = 0;
    std::uint32_t notReadyCount_ = 0;
    std::uint32_t successCount_ = 0;
+
+public:
+   // What reflection sees, in attribute order from 130.
+   using FenReflection = Fen::Reflection<
+       void, Fen::Ctor<Fen::Arg<"intfEncap", Ulva::IntfEncap>>,
+       Fen::ValueRow<"intfEncap", &WexEncapHwStatusDecoder::intfEncap>, FenRow_hwStatus,
+       Fen::ValueRow<"failedCount", &WexEncapHwStatusDecoder::failedCount,
+                     &WexEncapHwStatusDecoder::failedCountIs>,
+       Fen::ValueRow<"notReadyCount", &WexEncapHwStatusDecoder::notReadyCount,
+                     &WexEncapHwStatusDecoder::notReadyCountIs>,
+       Fen::ValueRow<"successCount", &WexEncapHwStatusDecoder::successCount,
+                     &WexEncapHwStatusDecoder::successCountIs>,
+       Fen::MethodRow<"aggrHwStatus", &WexEncapHwStatusDecoder::aggrHwStatus, "anySuccessful">,
+       Fen::MethodRow<"updateMember", &WexEncapHwStatusDecoder::updateMember, "encap", "newStatus">,
+       Fen::MethodRow<"removeMember", &WexEncapHwStatusDecoder::removeMember, "encap">,
+       Fen::MethodRow<"hwStatusCountInc", &WexEncapHwStatusDecoder::hwStatusCountInc, "hwStatus">,
+       Fen::MethodRow<"hwStatusCountDec", &WexEncapHwStatusDecoder::hwStatusCountDec, "hwStatus">,
+       Fen::MethodRow<"hwStatusCount", &WexEncapHwStatusDecoder::hwStatusCount>>;
 };
 
 Fen::Ptr<WexEncapHwStatusDecoder> wexEncapHwStatusDecoderFactory(Ulva::IntfEncap const& intfEncap);

@@ -1,13 +1,12 @@
 #include "WexVlanMapping/WexIntfEncap.h"
 
+#include <iostream>
+
 #include "Fen/Assert.h"
 #include "Fen/Hash.h"
 #include "Fen/Strep.h"
 
 namespace WexVlanMapping {
-
-// wexIntfEncapModule, published when the library is loaded.
-FEN_MODULE(wexIntfEncapModule, "WexIntfEncap")
 
 namespace {
 constexpr Fen::EnumType<unsigned char>::Enumerator wexIntfEncapSourceNames[] = {
@@ -61,4 +60,14 @@ Fen::Ptr<SupportedEncapServiceTypes> supportedEncapServiceTypesFactory() {
    return SupportedEncapServiceTypes::SupportedEncapServiceTypesIs();
 }
 
+}  // namespace WexVlanMapping
+
+FEN_ENUM_DESCRIPTION(WexVlanMapping::WexIntfEncapSource, WexVlanMapping::wexIntfEncapSourceType)
+
+namespace WexVlanMapping {
+// wexIntfEncapModule, published when the library is loaded: its types in the order
+// of their indices.
+FEN_MODULE(wexIntfEncapModule, "WexIntfEncap", WexIntfEncapSource, WexDynamicIntfEncapInfo,
+           WexDynamicIntfEncapColl, WexIntfEncapHwConfig, WexIntfEncapHwConfigColl,
+           SupportedEncapServiceTypes)
 }  // namespace WexVlanMapping

@@ -20,6 +20,7 @@
 
 #include "Fen/Accessors.h"
 #include "Fen/Reactor.h"
+#include "Fen/Reflect.h"
 #include "Fen/Record.h"
 #include "Fen/Strep.h"
 #include "Fen/String.h"
@@ -143,6 +144,11 @@ public:
                    Fen::Field<&WexIntfEncapHwConfig::fwdInfo_, "fwdInfo", Fen::ctorOnly>,
                    Fen::Field<&WexIntfEncapHwConfig::lagId_, "lagId", Fen::ctorOnly>,
                    Fen::Field<&WexIntfEncapHwConfig::retryCnt_, "retryCnt">>;
+   // The derived members, as reflection lists them after the fields.
+   using FenDerived =
+       Fen::Derived<Fen::DerivedRow<"isLagMember", &WexIntfEncapHwConfig::isLagMember>,
+                    Fen::DerivedRow<"isLag", &WexIntfEncapHwConfig::isLag>,
+                    Fen::DerivedRow<"parentIntfEncap", &WexIntfEncapHwConfig::parentIntfEncap>>;
 };
 
 // String forms, one line each, parsed back by the parsing constructors and by
@@ -187,6 +193,7 @@ public:
    FEN_NOTIFYING_COLLECTION(entry, FenEntry, EntryMap, 130, Ulva::IntfEncap,
                             WexDynamicIntfEncapInfo, 0x9296EEE7,
                             EncapKeyFunktor<WexDynamicIntfEncapInfo>)
+   using FenReflection = Fen::Reflection<void, Fen::Ctor<>, FenRow_entry>;
 };
 
 class WexIntfEncapHwConfigColl
@@ -199,6 +206,7 @@ public:
    // configHas, configIs(value), configDel(key), configDelAll(), configs().
    FEN_NOTIFYING_COLLECTION(config, FenConfig, ConfigMap, 130, Ulva::IntfEncap,
                             WexIntfEncapHwConfig, 0xE964F61A, EncapKeyFunktor<WexIntfEncapHwConfig>)
+   using FenReflection = Fen::Reflection<void, Fen::Ctor<>, FenRow_config>;
 };
 
 // Written before the state machines start; notifies nobody.
@@ -216,6 +224,7 @@ public:
    // it was a member), encapServiceTypeDelAll() in one step.
    FEN_COLLECTION(encapServiceType, FenEncapServiceType, EncapServiceTypeSet, Ulva::ServiceIntfType,
                   void, 0x6A706B8D, void, Fen::HashHelper::KeyU32)
+   using FenReflection = Fen::Reflection<void, Fen::Ctor<>, FenRow_encapServiceType>;
 };
 
 Fen::Ptr<WexDynamicIntfEncapColl> wexDynamicIntfEncapCollFactory();

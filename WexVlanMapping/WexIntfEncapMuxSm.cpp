@@ -1,5 +1,7 @@
 #include "WexVlanMapping/WexIntfEncapMuxSm.h"
 
+#include <iostream>
+
 #include <algorithm>
 #include <vector>
 
@@ -10,7 +12,8 @@
 namespace WexVlanMapping {
 
 // wexIntfEncapMuxSmModule, published when the library is loaded.
-FEN_MODULE(wexIntfEncapMuxSmModule, "WexIntfEncapMuxSm")
+Fen::String const fenNamespacePrefix("ns-");
+FEN_MODULE(wexIntfEncapMuxSmModule, "WexIntfEncapMuxSm", WexIntfEncapMuxSm)
 
 namespace {
 

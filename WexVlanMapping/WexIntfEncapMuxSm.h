@@ -54,6 +54,7 @@
 #include <optional>
 
 #include "Fen/Reactor.h"
+#include "Fen/Reflect.h"
 #include "Fen/StateMachineTable.h"
 #include "Interface/SubIntfStatus.h"
 #include "Ulva/Collections.h"
@@ -194,6 +195,27 @@ private:
    // entries stand above; the destructor empties them first.)
    FEN_SM_MEMBERS(WEX_INTF_ENCAP_MUX_SM_ATTRIBUTES)
    bool initialized_ = false;
+
+public:
+   // What reflection sees, in attribute order from 130.
+   using FenReflection = Fen::Reflection<
+       void, FEN_SM_CTOR(WEX_INTF_ENCAP_MUX_SM_ATTRIBUTES),
+       FEN_SM_ROWS(WEX_INTF_ENCAP_MUX_SM_ATTRIBUTES)  // 130 to 137
+       Fen::MethodRow<"handleSubIntfStatus", &FenSm::handleSubIntfStatus, "intfId">,
+       FenRow_subIntfStatusEntry,
+       Fen::MethodRow<"handleSubIntfHwStatus", &FenSm::handleSubIntfHwStatus, "intfId">,
+       FenRow_subIntfHwStatusEntry,
+       Fen::MethodRow<"handleServiceIntfFwdInfo", &FenSm::handleServiceIntfFwdInfo, "intfId">,
+       Fen::MethodRow<"handleServiceIntfHwStatus", &FenSm::handleServiceIntfHwStatus, "intfId">,
+       Fen::MethodRow<"handleInitialized", &FenSm::handleInitialized>,
+       Fen::ValueRow<"initialized", &FenSm::initialized, &FenSm::initializedIs>,
+       Fen::MethodRow<"serviceIntfIsNeeded", &FenSm::serviceIntfIsNeeded, "intfId">,
+       Fen::MethodRow<"updateServiceIntf",
+                      FEN_OVERLOAD(FenSm, updateServiceIntf, void (FenSm::*)(Kestin::IntfId)),
+                      "intfId">,
+       Fen::MethodRow<"updateSubIntfHwStatus",
+                      FEN_OVERLOAD(FenSm, updateSubIntfHwStatus, void (FenSm::*)(Kestin::IntfId)),
+                      "intfId">>;
 };
 
 // How an agent starts the multiplexer: by name,

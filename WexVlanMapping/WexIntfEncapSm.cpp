@@ -1,5 +1,7 @@
 #include "WexVlanMapping/WexIntfEncapSm.h"
 
+#include <iostream>
+
 #include "Fen/Assert.h"
 #include "Gantry/Trace.h"
 #include "WexVlanMapping/WexModules.h"
@@ -10,7 +12,9 @@ using Kestin::EthIntfId;
 using Kestin::PortChannelIntfId;
 
 // wexIntfEncapSmModule, published when the library is loaded.
-FEN_MODULE(wexIntfEncapSmModule, "WexIntfEncapSm")
+Fen::String const fenNamespacePrefix("ns-");
+FEN_MODULE(wexIntfEncapSmModule, "WexIntfEncapSm", WexPortEncapHwConfigList,
+           WexEncapHwStatusDecoder, WexIntfEncapSm, WexPortWantedEncapList)
 
 namespace {
 

@@ -76,6 +76,7 @@
 
 #include "Fen/Accessors.h"
 #include "Fen/Reactor.h"
+#include "Fen/Reflect.h"
 #include "Fen/StateMachineTable.h"
 #include "Ulva/Collections.h"
 #include "Wex/WexCommonSmData.h"
@@ -98,6 +99,9 @@ public:
    // hwConfigHas, hwConfigIs(config), hwConfigDel(key), hwConfigDelAll(), hwConfigs().
    FEN_COLLECTION(hwConfig, FenHwConfig, HwConfigMap, Ulva::IntfEncap, WexIntfEncapHwConfig,
                   0xEEB06D1F, EncapKeyFunktor<WexIntfEncapHwConfig>)
+   using FenReflection =
+       Fen::Reflection<void, Fen::Ctor<Fen::Arg<"port", Kestin::IntfId>>,
+                       Fen::ValueRow<"port", &WexPortEncapHwConfigList::port>, FenRow_hwConfig>;
 
 private:
    Kestin::IntfId const port_;
@@ -118,6 +122,9 @@ public:
    // FenEncap, EncapSet, encap_ and its accessors: encapHas(key), encapIs(key),
    // encapDel(key), encapDelAll(), encaps(), encapMap().
    FEN_COLLECTION(encap, FenEncap, EncapSet, Ulva::IntfEncap, void, 0x6A2C91E5)
+   using FenReflection =
+       Fen::Reflection<void, Fen::Ctor<Fen::Arg<"port", Kestin::IntfId>>,
+                       Fen::ValueRow<"port", &WexPortWantedEncapList::port>, FenRow_encap>;
 
 private:
    Kestin::IntfId const port_;
@@ -352,6 +359,50 @@ public:
                         WexPortWantedEncapList, 0x7C3E5A21, PortWantedEncapKeyFunktor)
    FEN_COLLECTION(intfEncapPublishedSvcIntf, FenIntfEncapPublishedSvcIntf,
                   IntfEncapPublishedSvcIntfMap, Ulva::IntfEncap, Kestin::IntfId, 0xD15B7E49)
+
+   // What reflection sees, in attribute order from 130: the table's inputs and
+   // outputs, the handlers, the internal state and the steps. The last three
+   // collections are internal indices that the steps keep.
+   using FenReflection = Fen::Reflection<
+       void, FEN_SM_CTOR(WEX_INTF_ENCAP_SM_ATTRIBUTES),
+       FEN_SM_ROWS(WEX_INTF_ENCAP_SM_ATTRIBUTES)  // 130 to 136
+       Fen::MethodRow<"handleServiceIntfFwdInfo", &FenSm::handleServiceIntfFwdInfo, "intfId">,
+       Fen::MethodRow<"handleIntfEncapServiceIntf", &FenSm::handleIntfEncapServiceIntf,
+                      "intfEncap">,
+       Fen::MethodRow<"handleRemoteEncapHwStatus", &FenSm::handleRemoteEncapHwStatus, "intfEncap">,
+       Fen::MethodRow<"handleDynamicIntfEncap",
+                      FEN_OVERLOAD(FenSm, handleDynamicIntfEncap,
+                                   void (FenSm::*)(Ulva::IntfEncap const&)),
+                      "intfEncap">,
+       Fen::MethodRow<"handlePortToLag", &FenSm::handlePortToLag, "port">,
+       Fen::ValueRow<"initialized", &FenSm::initialized, &FenSm::initializedIs>,
+       Fen::MethodRow<"handleInitialized", &FenSm::handleInitialized>,
+       Fen::MethodRow<"handleHwConfigRetry", &FenSm::handleHwConfigRetry>,
+       Fen::InstantiatingRow<"hwStatusColl", &FenSm::hwStatusColl, &FenSm::hwStatusCollIs,
+                             &FenSm::hwStatusCollDel, "name">,
+       Fen::InstantiatingRow<"hwConfigColl", &FenSm::hwConfigColl, &FenSm::hwConfigCollIs,
+                             &FenSm::hwConfigCollDel>,
+       FenRow_retryNeeded, FenRow_portDown, FenRow_portToHwConfigList, FenRow_portToLagCached,
+       FenRow_lagHwStatusDecoder, Fen::ConstantRow<"lagPartialHwSuccess", lagPartialHwSuccess>,
+       FenRow_intfEncapSvcIntfCached, FenRow_svcHwStatusDecoder,
+       Fen::ConstantRow<"svcPartialHwSuccess", svcPartialHwSuccess>,
+       Fen::MethodRow<"updateHwConfig", &FenSm::updateHwConfig, "intfEncap">,
+       Fen::MethodRow<"updateEncapHwStatus", &FenSm::updateEncapHwStatus, "intfEncap">,
+       Fen::MethodRow<"updateSvcIntfHwStatus", &FenSm::updateSvcIntfHwStatus, "svcIntf">,
+       Fen::MethodRow<"doAddPortToLag", &FenSm::doAddPortToLag, "port">,
+       Fen::MethodRow<"doDeletePortFromLag", &FenSm::doDeletePortFromLag, "port">,
+       Fen::MethodRow<"doAddPortHwConfig", &FenSm::doAddPortHwConfig, "portHwConfig">,
+       Fen::MethodRow<"doDeletePortHwConfig", &FenSm::doDeletePortHwConfig, "portEncap">,
+       Fen::MethodRow<"doAddHwConfig", &FenSm::doAddHwConfig, "hwConfig">,
+       Fen::MethodRow<"doDeleteHwConfig", &FenSm::doDeleteHwConfig, "hwConfig">,
+       Fen::MethodRow<"getHwConfig", &FenSm::getHwConfig, "intfEncap">,
+       Fen::MethodRow<"reinitAllHwConfig", &FenSm::reinitAllHwConfig>,
+       Fen::MethodRow<"platformPortDownIs", &FenSm::platformPortDownIs, "port", "portIsDown">,
+       Fen::MethodRow<"platformEncapHwStatusIs", &FenSm::platformEncapHwStatusIs, "intfEncap",
+                      "hwStatus">,
+       Fen::MethodRow<"platformAddHwConfig", &FenSm::platformAddHwConfig, "hwConfig">,
+       Fen::MethodRow<"platformDeleteHwConfig", &FenSm::platformDeleteHwConfig, "hwConfig">,
+       FenRow_lagMembersCached, FenRow_portWantedEncap, FenRow_intfEncapPublishedSvcIntf>;
 };
 
 // The config that `config` puts on `port`: the port's encap with the same tags,

@@ -1,5 +1,7 @@
 #include "WexVlanMapping/WexTestIntfEncapSm.h"
 
+#include <iostream>
+
 #include <map>
 #include <optional>
 #include <set>
@@ -10,7 +12,8 @@
 namespace WexVlanMappingTest {
 
 // wexTestIntfEncapSmModule, published when the library is loaded.
-FEN_MODULE(wexTestIntfEncapSmModule, "WexTestIntfEncapSm")
+Fen::String const fenNamespacePrefix("ns-");
+FEN_MODULE(wexTestIntfEncapSmModule, "WexTestIntfEncapSm", IntfEncapSm)
 
 namespace {
 

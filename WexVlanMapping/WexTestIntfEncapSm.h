@@ -81,6 +81,14 @@ public:
    // FenTestHwConfigKey, TestHwConfigKeySet, testHwConfigKey_ and its accessors.
    FEN_COLLECTION(testHwConfigKey, FenTestHwConfigKey, TestHwConfigKeySet, Ulva::IntfEncap, void,
                   0x4454B385)
+
+   // What reflection sees beside the base's attributes, from 258.
+   using FenReflection = Fen::Reflection<
+       WexVlanMapping::WexIntfEncapSm,
+       FEN_SM_CTOR_WITH_SHARED(WEX_INTF_ENCAP_SM_ATTRIBUTES, WEX_TEST_INTF_ENCAP_SM_ATTRIBUTES),
+       FEN_SM_ROWS(WEX_TEST_INTF_ENCAP_SM_ATTRIBUTES)  // 258
+       FenRow_testHwConfigKey,
+       Fen::MethodRow<"handleTestHwStatus", &FenSm::handleTestHwStatus, "intfEncap">>;
 };
 
 // How an agent starts a simulated platform: by name,

@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "Fen/String.h"
+#include "Bridging/Module.h"
 
 namespace Bridging {
 

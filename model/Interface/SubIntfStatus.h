@@ -16,6 +16,8 @@
 
 #include "Fen/Accessors.h"
 #include "Fen/Reactor.h"
+#include "Fen/Reflect.h"
+#include "Interface/Module.h"
 #include "Kestin/IntfId.h"
 
 namespace Interface {
@@ -28,6 +30,11 @@ public:
    Kestin::IntfId intfId() const { return intfId_; }
    // programInHwAttributeId, programInHw(), programInHwIs(v); false at first.
    FEN_NOTIFYING_VALUE(programInHw, bool, 515, false)
+   FEN_FWK_TYPE(SubIntfStatus)
+   using FenReflection = Fen::Reflection<
+       Fen::FirstId<514>, Fen::Ctor<Fen::Arg<"intfId", Kestin::IntfId>>,
+       Fen::ValueRow<"intfId", &SubIntfStatus::intfId>,
+       Fen::ValueRow<"programInHw", &SubIntfStatus::programInHw, &SubIntfStatus::programInHwIs>>;
 
 private:
    Kestin::IntfId const intfId_;
@@ -43,6 +50,8 @@ public:
    // puts `ptr` (null too) under `id`.
    FEN_NOTIFYING_OBJECT_COLLECTION(intfStatus, FenIntfStatus, IntfStatusMap, 386, Kestin::IntfId,
                                    SubIntfStatus, 0, void, Fen::HashHelper::KeyAndRhashLegacy)
+   FEN_FWK_TYPE(SubIntfStatusDir)
+   using FenReflection = Fen::Reflection<Fen::FirstId<386>, Fen::Ctor<>, FenRow_intfStatus>;
 };
 
 Fen::Ptr<SubIntfStatusDir> subIntfStatusDirFactory();
@@ -58,6 +67,12 @@ public:
    // hardwareSuccessAttributeId, hardwareSuccess(), hardwareSuccessIs(v); false
    // in a new entry.
    FEN_NOTIFYING_VALUE(hardwareSuccess, bool, 259, false)
+   FEN_FWK_TYPE(SubIntfStatus)
+   using FenReflection =
+       Fen::Reflection<Fen::FirstId<258>, Fen::Ctor<Fen::Arg<"intfId", Kestin::IntfId>>,
+                       Fen::ValueRow<"intfId", &SubIntfStatus::intfId>,
+                       Fen::ValueRow<"hardwareSuccess", &SubIntfStatus::hardwareSuccess,
+                                     &SubIntfStatus::hardwareSuccessIs>>;
 
 private:
    Kestin::IntfId const intfId_;
@@ -75,6 +90,8 @@ public:
    FEN_NOTIFYING_OBJECT_COLLECTION(hardwareStatus, FenHardwareStatus, HardwareStatusMap, 258,
                                    Kestin::IntfId, SubIntfStatus, 0, void,
                                    Fen::HashHelper::KeyAndRhashLegacy)
+   FEN_FWK_TYPE(SubIntfStatusDir)
+   using FenReflection = Fen::Reflection<Fen::FirstId<258>, Fen::Ctor<>, FenRow_hardwareStatus>;
 };
 
 Fen::Ptr<SubIntfStatusDir> subIntfStatusDirFactory();

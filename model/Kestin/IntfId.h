@@ -19,6 +19,7 @@
 #include <ostream>
 
 #include "Fen/String.h"
+#include "Kestin/Module.h"
 
 namespace Kestin {
 

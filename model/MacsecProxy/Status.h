@@ -8,7 +8,9 @@
 
 #include "Fen/Accessors.h"
 #include "Fen/Reactor.h"
+#include "Fen/Reflect.h"
 #include "Kestin/IntfId.h"
+#include "MacsecProxy/Module.h"
 
 namespace MacsecProxy {
 
@@ -34,6 +36,20 @@ public:
    std::uint16_t proxyEncapVid() const { return proxyEncapVid_; }
    void proxyEncapVidIs(std::uint16_t vid) { proxyEncapVid_ = vid; }
 
+   FEN_FWK_TYPE(MacsecProxySubIntfStatus)
+   using FenReflection = Fen::Reflection<
+       void,
+       Fen::Ctor<Fen::Arg<"proxySubIntf", Kestin::IntfId>, Fen::Arg<"patchSubIntf", Kestin::IntfId>,
+                 Fen::Arg<"patchEncapVid", std::uint16_t>,
+                 Fen::Arg<"proxyEncapVid", std::uint16_t>>,
+       Fen::ValueRow<"proxySubIntf", &MacsecProxySubIntfStatus::proxySubIntf>,
+       Fen::ValueRow<"patchSubIntf", &MacsecProxySubIntfStatus::patchSubIntf,
+                     &MacsecProxySubIntfStatus::patchSubIntfIs>,
+       Fen::ValueRow<"patchEncapVid", &MacsecProxySubIntfStatus::patchEncapVid,
+                     &MacsecProxySubIntfStatus::patchEncapVidIs>,
+       Fen::ValueRow<"proxyEncapVid", &MacsecProxySubIntfStatus::proxyEncapVid,
+                     &MacsecProxySubIntfStatus::proxyEncapVidIs>>;
+
 private:
    Kestin::IntfId const proxySubIntf_;
    Kestin::IntfId patchSubIntf_;
@@ -51,6 +67,13 @@ public:
    Kestin::IntfId intf() const { return intf_; }
    bool singleTagEgress() const { return singleTagEgress_; }
    void singleTagEgressIs(bool v) { singleTagEgress_ = v; }
+
+   FEN_FWK_TYPE(MacsecProxyIntfStatus)
+   using FenReflection =
+       Fen::Reflection<void, Fen::Ctor<Fen::Arg<"intf", Kestin::IntfId>>,
+                       Fen::ValueRow<"intf", &MacsecProxyIntfStatus::intf>,
+                       Fen::ValueRow<"singleTagEgress", &MacsecProxyIntfStatus::singleTagEgress,
+                                     &MacsecProxyIntfStatus::singleTagEgressIs>>;
 
 private:
    Kestin::IntfId const intf_;
@@ -88,6 +111,9 @@ public:
    FEN_NOTIFYING_OWNED_COLLECTION(proxyIntf, FenProxyIntf, ProxyIntfMap, 260, Kestin::IntfId,
                                   MacsecProxyIntfStatus, 0, ProxyIntfKeyFunktor,
                                   Fen::HashHelper::KeyAndRhashLegacy)
+   FEN_FWK_TYPE(Status)
+   using FenReflection =
+       Fen::Reflection<Fen::FirstId<259>, Fen::Ctor<>, FenRow_proxySubIntfStatus, FenRow_proxyIntf>;
    void proxySubIntfStatusIs(Fen::Ptr<MacsecProxySubIntfStatus> const& status) {
       Fen::memberIsNotifying(proxySubIntfStatus_,
                              Fen::NotifyVia{notifiees_, proxySubIntfStatusAttributeId}, status);

@@ -15,6 +15,7 @@
 
 #include "Fen/Accessors.h"
 #include "Fen/Reactor.h"
+#include "Fen/Reflect.h"
 #include "Fen/String.h"
 #include "Ulva/IntfEncap.h"
 #include "Ulva/IntfEncapHwStatus.h"
@@ -33,6 +34,10 @@ public:
    // hwStatusAttributeId, FenHwStatus, HwStatusMap, hwStatus_ and its accessors.
    FEN_NOTIFYING_COLLECTION(hwStatus, FenHwStatus, HwStatusMap, 258, IntfEncap, IntfEncapHwStatus,
                             0x0614B468)
+   FEN_FWK_TYPE(IntfEncapHwStatusColl)
+   using FenReflection =
+       Fen::Reflection<Fen::FirstId<258>, Fen::Ctor<Fen::Arg<"name", Fen::String>>, FenRow_hwStatus,
+                       Fen::ValueRow<"name", &IntfEncapHwStatusColl::name>>;
 
 private:
    Fen::String const name_;
@@ -46,6 +51,8 @@ public:
    // hwStatusAttributeId, FenHwStatus, HwStatusMap, hwStatus_ and its accessors.
    FEN_NOTIFYING_COLLECTION(hwStatus, FenHwStatus, HwStatusMap, 258, Kestin::IntfId,
                             IntfEncapHwStatus, 0x491CF038)
+   FEN_FWK_TYPE(ServiceIntfHwStatusColl)
+   using FenReflection = Fen::Reflection<Fen::FirstId<258>, Fen::Ctor<>, FenRow_hwStatus>;
 };
 
 class IntfEncapServiceIntfColl : public Fen::Notifier {
@@ -57,6 +64,8 @@ public:
    // accessors.
    FEN_NOTIFYING_COLLECTION(serviceIntf, FenServiceIntf, ServiceIntfMap, 258, IntfEncap,
                             Kestin::IntfId, 0x7546BC2E)
+   FEN_FWK_TYPE(IntfEncapServiceIntfColl)
+   using FenReflection = Fen::Reflection<Fen::FirstId<258>, Fen::Ctor<>, FenRow_serviceIntf>;
 };
 
 class ServiceIntfFwdInfoColl : public Fen::Notifier {
@@ -73,6 +82,8 @@ public:
    // removed record, or the default record when nothing was there.
    FEN_NOTIFYING_COLLECTION(fwdInfo, FenFwdInfo, FwdInfoMap, 258, Kestin::IntfId,
                             ServiceIntfFwdInfo, 0xD2860C5F, FwdInfoKeyFunktor)
+   FEN_FWK_TYPE(ServiceIntfFwdInfoColl)
+   using FenReflection = Fen::Reflection<Fen::FirstId<258>, Fen::Ctor<>, FenRow_fwdInfo>;
 };
 
 Fen::Ptr<IntfEncapHwStatusColl> intfEncapHwStatusCollFactory(Fen::String const& name);

@@ -10,6 +10,7 @@
 #include "Fen/Record.h"
 #include "Kestin/IntfId.h"
 #include "Ulva/VlanTag.h"
+#include "Ulva/Module.h"
 
 namespace Ulva {
 

@@ -10,9 +10,10 @@ constexpr Fen::EnumType<unsigned char>::Enumerator intfEncapHwStatusNames[] = {
     {hwStatusNotReady, "hwStatusNotReady"},
     {hwStatusSuccess, "hwStatusSuccess"},
 };
+}  // namespace
+
 constinit Fen::EnumType<unsigned char> const intfEncapHwStatusType("Ulva::IntfEncapHwStatus",
                                                                    intfEncapHwStatusNames);
-}  // namespace
 
 char const* hwStatusName(IntfEncapHwStatus s) {
    return intfEncapHwStatusType.name(s);

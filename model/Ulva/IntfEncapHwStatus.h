@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <ostream>
 
+#include "Fen/Strep.h"
 #include "Fen/String.h"
+#include "Ulva/Module.h"
 
 namespace Ulva {
 
@@ -15,6 +17,9 @@ enum IntfEncapHwStatus : std::uint8_t {
    hwStatusNotReady = 1,  // not programmed yet
    hwStatusSuccess = 2,   // programmed
 };
+
+// The enumeration's names, told once.
+extern Fen::EnumType<unsigned char> const intfEncapHwStatusType;
 
 // The enumerator's name; "IntfEncapHwStatus(<n>)" for a byte outside it.
 char const* hwStatusName(IntfEncapHwStatus s);

@@ -11,9 +11,10 @@ constexpr Fen::EnumType<unsigned char>::Enumerator serviceIntfTypeNames[] = {
     {serviceIntfTypeSubIntf, "serviceIntfTypeSubIntf"},
     {serviceIntfTypePseudowire, "serviceIntfTypePseudowire"},
 };
+}  // namespace
+
 constinit Fen::EnumType<unsigned char> const serviceIntfTypeType(
     "Ulva::ServiceIntfType", serviceIntfTypeNames, Fen::EnumType<unsigned char>::anyNumber);
-}  // namespace
 
 std::ostream& operator<<(std::ostream& os, ServiceIntfType t) {
    return os << static_cast<unsigned>(t);

@@ -7,7 +7,9 @@
 
 #include "Fen/Hash.h"
 #include "Fen/Record.h"
+#include "Fen/Strep.h"
 #include "Kestin/IntfId.h"
+#include "Ulva/Module.h"
 
 namespace Ulva {
 
@@ -29,6 +31,9 @@ void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst 
 
 // The forwarding record of a service interface, copied whole. `fwdData` is
 // opaque to this system, except that 0 means nothing to forward to.
+// The enumeration's names, told once.
+extern Fen::EnumType<unsigned char> const serviceIntfTypeType;
+
 class ServiceIntfFwdInfo {
 public:
    ServiceIntfFwdInfo() = default;

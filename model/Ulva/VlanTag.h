@@ -8,6 +8,7 @@
 #include "Bridging/VlanTpid.h"
 #include "Fen/Record.h"
 #include "Fen/String.h"
+#include "Ulva/Module.h"
 
 namespace Ulva {
 

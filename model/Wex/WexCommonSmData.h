@@ -10,7 +10,9 @@
 
 #include "Fen/Accessors.h"
 #include "Fen/Reactor.h"
+#include "Fen/Reflect.h"
 #include "Kestin/IntfId.h"
+#include "Wex/Module.h"
 
 namespace Wex {
 
@@ -44,6 +46,9 @@ public:
                             WexLagPortList, 0x77F226DA)
    FEN_NOTIFYING_COLLECTION(multiEncapIntf, FenMultiEncapIntf, MultiEncapIntfSet, 273,
                             Kestin::IntfId, void, 0xD340FA52)
+   FEN_FWK_TYPE(WexCommonSmData)
+   using FenReflection = Fen::Reflection<Fen::FirstId<271>, Fen::Ctor<>, FenRow_portToLag,
+                                         FenRow_lagToPort, FenRow_multiEncapIntf>;
 };
 
 Fen::Ptr<WexCommonSmData> wexCommonSmDataFactory();

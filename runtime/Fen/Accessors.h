@@ -33,6 +33,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "Fen/GenericIf.h"
 #include "Fen/HashMap2018.h"
 #include "Fen/Notifiee.h"
 
@@ -200,6 +201,35 @@ public:
 
 // ---- a collection attribute declared whole ---------------------------------------
 
+// FenRow_x: the collection x as reflection reaches it (Fen::CollectionRow), through
+// the accessors above so that their notifications happen. `entries` marks a
+// collection of entry reactors (FEN_SM_ENTRIES), whose xIs takes the watched
+// object.
+#define FEN_COLLECTION_ROW_(x, MapT, Val, accessValue, isEntries)                 \
+   struct FenRow_##x {                                                            \
+      static constexpr std::string_view name = #x;                                \
+      using Map = MapT;                                                           \
+      using Value = Val;                                                          \
+      static constexpr ::Fen::AttrAccess access = ::Fen::AttrAccess::accessValue; \
+      static constexpr bool entries = isEntries;                                  \
+      template <class O>                                                          \
+      static MapT const& map(O const& o) {                                        \
+         return o.x##Map();                                                       \
+      }                                                                           \
+      template <class O>                                                          \
+      static auto get(O const& o, MapT::KeyType const& k) {                       \
+         return o.x(k);                                                           \
+      }                                                                           \
+      template <class O>                                                          \
+      static auto del(O& o, MapT::KeyType const& k) {                             \
+         return o.x##Del(k);                                                      \
+      }                                                                           \
+      template <class O, class... A>                                              \
+      static auto is(O& o, A const&... a) -> decltype(o.x##Is(a...)) {            \
+         return o.x##Is(a...);                                                    \
+      }                                                                           \
+   };
+
 #define FEN_COLLECTION_MEMBER_(x, MapT) \
                                         \
 private:                                \
@@ -207,16 +237,18 @@ private:                                \
                                         \
 public:
 
-#define FEN_COLLECTION(x, Tag, MapT, Key, Value, salt, ...)    \
-   using Tag = ::Fen::MapTag<salt __VA_OPT__(, ) __VA_ARGS__>; \
-   using MapT = ::Fen::HashMap2018<Tag, Key, Value>;           \
-   FEN_COLLECTION_ACCESSORS(x, MapT, x##_)                     \
+#define FEN_COLLECTION(x, Tag, MapT, Key, Value, salt, ...)                  \
+   using Tag = ::Fen::MapTag<salt __VA_OPT__(, ) __VA_ARGS__>;               \
+   using MapT = ::Fen::HashMap2018<Tag, Key, Value>;                         \
+   FEN_COLLECTION_ACCESSORS(x, MapT, x##_)                                   \
+   FEN_COLLECTION_ROW_(x, MapT, ::Fen::MemberValueOf<MapT>, writable, false) \
    FEN_COLLECTION_MEMBER_(x, MapT)
 
-#define FEN_OWNED_COLLECTION(x, Tag, MapT, Key, Class, salt, ...) \
-   using Tag = ::Fen::MapTag<salt __VA_OPT__(, ) __VA_ARGS__>;    \
-   using MapT = ::Fen::HashMap2018<Tag, Key, ::Fen::Ptr<Class>>;  \
-   FEN_OWNED_COLLECTION_ACCESSORS(x, MapT, x##_, Class)           \
+#define FEN_OWNED_COLLECTION(x, Tag, MapT, Key, Class, salt, ...)      \
+   using Tag = ::Fen::MapTag<salt __VA_OPT__(, ) __VA_ARGS__>;         \
+   using MapT = ::Fen::HashMap2018<Tag, Key, ::Fen::Ptr<Class>>;       \
+   FEN_OWNED_COLLECTION_ACCESSORS(x, MapT, x##_, Class)                \
+   FEN_COLLECTION_ROW_(x, MapT, ::Fen::Ptr<Class>, createdByIs, false) \
    FEN_COLLECTION_MEMBER_(x, MapT)
 
 #define FEN_NOTIFYING_COLLECTION(x, Tag, MapT, attributeId, Key, Value, salt, ...) \
@@ -224,6 +256,7 @@ public:
    using Tag = ::Fen::MapTag<salt __VA_OPT__(, ) __VA_ARGS__>;                     \
    using MapT = ::Fen::HashMap2018<Tag, Key, Value>;                               \
    FEN_NOTIFYING_COLLECTION_ACCESSORS(x, MapT, x##_, x##AttributeId, notifiees_)   \
+   FEN_COLLECTION_ROW_(x, MapT, ::Fen::MemberValueOf<MapT>, writable, false)       \
    FEN_COLLECTION_MEMBER_(x, MapT)
 
 // A directory of objects: Fen::Ptr<Class> values under a key of their own, so that
@@ -243,4 +276,5 @@ public:
    using Tag = ::Fen::MapTag<salt __VA_OPT__(, ) __VA_ARGS__>;                                \
    using MapT = ::Fen::HashMap2018<Tag, Key, ::Fen::Ptr<Class>>;                              \
    FEN_NOTIFYING_OWNED_COLLECTION_ACCESSORS(x, MapT, x##_, Class, x##AttributeId, notifiees_) \
+   FEN_COLLECTION_ROW_(x, MapT, ::Fen::Ptr<Class>, createdByIs, false)                        \
    FEN_COLLECTION_MEMBER_(x, MapT)

@@ -81,6 +81,7 @@
 #include <tuple>
 #include <type_traits>
 
+#include "Fen/Accessors.h"
 #include "Fen/FixedString.h"
 #include "Fen/Reactor.h"
 
@@ -132,6 +133,12 @@
 #define FEN_SM_ROW_BIND_IN_(name, ...) name##_.reactorIs(inputs.name, this);
 #define FEN_SM_ROW_BIND_OUT_(name, T) name##_ = inputs.name;
 #define FEN_SM_ROW_TIE_IN_(name, ...) std::tie(name##_),
+#define FEN_SM_ROW_REFLECT_IN_(name, ...) ::Fen::InputRow<#name, &FenSm::name, true>,
+#define FEN_SM_ROW_REFLECT_OUT_(name, T) ::Fen::InputRow<#name, &FenSm::name, false>,
+#define FEN_SM_ROW_REFLECT_SHARED_(name, ...) \
+   ::Fen::InputRow<#name, &FenSm::name, true, &FenSm::name##Is>,
+#define FEN_SM_ROW_ARG_IN_(name, Name, NotifierT, ...) ::Fen::Arg<#name, ::Fen::Ptr<NotifierT>>,
+#define FEN_SM_ROW_ARG_OUT_(name, T) ::Fen::Arg<#name, ::Fen::Ptr<T>>,
 
 // ---- the expansions --------------------------------------------------------------
 
@@ -179,6 +186,18 @@
 #define FEN_SM_TIE(TABLE) \
    std::tuple_cat(TABLE(FEN_SM_ROW_TIE_IN_, FEN_SM_ROW_NONE_, FEN_SM_ROW_TIE_IN_) std::tuple<>())
 
+// Reflection (Fen/Reflect.h): the table's rows as the first rows of the class's
+// Fen::Reflection, each followed by a comma; inputs give their reactor's notifier,
+// outputs their pointer, shared inputs are also set through xIs.
+#define FEN_SM_ROWS(TABLE) \
+   TABLE(FEN_SM_ROW_REFLECT_IN_, FEN_SM_ROW_REFLECT_OUT_, FEN_SM_ROW_REFLECT_SHARED_)
+// The constructor of reflection: the Inputs, in table order.
+#define FEN_SM_CTOR(TABLE) \
+   ::Fen::InputsCtor<TABLE(FEN_SM_ROW_ARG_IN_, FEN_SM_ROW_ARG_OUT_, FEN_SM_ROW_NONE_) void>
+#define FEN_SM_CTOR_WITH_SHARED(BASE_TABLE, TABLE)                                           \
+   ::Fen::InputsCtor<BASE_TABLE(FEN_SM_ROW_ARG_IN_, FEN_SM_ROW_ARG_OUT_, FEN_SM_ROW_ARG_IN_) \
+                         TABLE(FEN_SM_ROW_ARG_IN_, FEN_SM_ROW_ARG_OUT_, FEN_SM_ROW_NONE_) void>
+
 #define FEN_SM_ENTRIES(x, Name, NotifierT, heard, handler, salt, attributeId, DirT, members)      \
    class Fen##Name : public ::Fen::EntryReactor<Fen##Name, FenSm, NotifierT,                      \
                                                 NotifierT::heard##AttributeId, &FenSm::handler> { \
@@ -213,6 +232,7 @@
    Fen##Name##Map& fenEntries##Name() {                                                           \
       return x##_;                                                                                \
    }                                                                                              \
+   FEN_COLLECTION_ROW_(x, Fen##Name##Map::Map, NotifierT, writable, true)                         \
                                                                                                   \
 private:                                                                                          \
    Fen##Name##Map x##_;                                                                           \

@@ -116,6 +116,9 @@ public:
        : typeName_(typeName), enumerators_(enumerators), count_(N), values_(values) {}
 
    char const* typeName() const { return typeName_; }
+   // The enumerators, in their table's order: the one place their names live.
+   std::size_t enumeratorCount() const { return count_; }
+   Enumerator const& enumerator(std::size_t i) const { return enumerators_[i]; }
    // The enumerator's name; null for a number without one.
    char const* name(U value) const;
 
