@@ -616,17 +616,33 @@ struct Describe<T> {
    using Base = typename T::FenReflection::BaseType;
 };
 
-// An enumeration of one byte, named by its Fen::EnumType.
-#define FEN_ENUM_DESCRIPTION(Enum, enumTypeObject)                                       \
-   template <>                                                                           \
-   struct Fen::Describe<Enum> {                                                          \
-      static constexpr ::Fen::TypeFamily family = ::Fen::TypeFamily::enumeration;        \
-      static ::Fen::EnumType<unsigned char> const& enumType() { return enumTypeObject; } \
-      using RowList = std::tuple<>;                                                      \
-      using CtorArgs = std::tuple<>;                                                     \
-      static constexpr bool constructible = true;                                        \
-      using Base = void;                                                                 \
+// A type without attributes or constructor arguments: a primitive, an
+// enumeration, or a value with its own string form and equality.
+template <TypeFamily f>
+struct PlainDescription {
+   static constexpr TypeFamily family = f;
+   using RowList = std::tuple<>;
+   using CtorArgs = std::tuple<>;
+   static constexpr bool constructible = true;
+   using Base = void;
+};
+
+#define FEN_PLAIN_DESCRIPTION_(Type, familyValue, ...)                                    \
+   template <>                                                                            \
+   struct Fen::Describe<Type> : ::Fen::PlainDescription<::Fen::TypeFamily::familyValue> { \
+      __VA_ARGS__                                                                         \
    };
+// A primitive of the runtime's own module "Fen".
+#define FEN_PRIMITIVE_DESCRIPTION(Type, typeName) \
+   FEN_PLAIN_DESCRIPTION_(Type, primitive, static constexpr std::string_view name = typeName;)
+// A value type without a field table: its own string form and equality.
+#define FEN_VALUE_DESCRIPTION(Type, typeName) \
+   FEN_PLAIN_DESCRIPTION_(Type, value, static constexpr std::string_view name = typeName;)
+// An enumeration of one byte, named by its Fen::EnumType.
+#define FEN_ENUM_DESCRIPTION(Enum, enumTypeObject) \
+   FEN_PLAIN_DESCRIPTION_(                         \
+       Enum, enumeration,                          \
+       static ::Fen::EnumType<unsigned char> const& enumType() { return enumTypeObject; })
 
 // ---- the methods tables ---------------------------------------------------------------
 
@@ -684,18 +700,6 @@ std::uint32_t valueHash(T const& v) {
       return 0;
    }
 }
-
-// A primitive of the runtime's own module "Fen".
-#define FEN_PRIMITIVE_DESCRIPTION(Type, typeName)                               \
-   template <>                                                                  \
-   struct Fen::Describe<Type> {                                                 \
-      static constexpr ::Fen::TypeFamily family = ::Fen::TypeFamily::primitive; \
-      static constexpr std::string_view name = typeName;                        \
-      using RowList = std::tuple<>;                                             \
-      using CtorArgs = std::tuple<>;                                            \
-      static constexpr bool constructible = true;                               \
-      using Base = void;                                                        \
-   };
 
 namespace GenericIfImpl {
 
@@ -1007,18 +1011,6 @@ FenModule buildModule(char const* name) {
    namespace {                                                                              \
    [[maybe_unused]] bool const variable##Published = (::Fen::fenModuleIs(&variable), true); \
    }
-
-// A value type without a field table: its own string form and equality.
-#define FEN_VALUE_DESCRIPTION(Type, typeName)                               \
-   template <>                                                              \
-   struct Fen::Describe<Type> {                                             \
-      static constexpr ::Fen::TypeFamily family = ::Fen::TypeFamily::value; \
-      static constexpr std::string_view name = typeName;                    \
-      using RowList = std::tuple<>;                                         \
-      using CtorArgs = std::tuple<>;                                        \
-      static constexpr bool constructible = true;                           \
-      using Base = void;                                                    \
-   };
 
 // ---- the runtime's own module: the primitives ------------------------------------------
 
