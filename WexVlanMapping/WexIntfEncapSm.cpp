@@ -156,6 +156,9 @@ void WexIntfEncapSm::handleIntfEncapServiceIntf(Ulva::IntfEncap const& intfEncap
 }
 
 void WexIntfEncapSm::handleDynamicIntfEncap(Ulva::IntfEncap const& intfEncap) {
+   // Its reactor exists only while a collection is attached; a direct call
+   // without one is a broken contract.
+   FEN_ASSERT(dynamicIntfEncap());
    bool const isDel = !dynamicIntfEncap()->entryHas(intfEncap);
    GANTRY_TRACE(8, "WexIntfEncapSm::handleDynamicIntfEncap: (%s, %s:%s, %s:%s) isDel:%s",
                 GANTRY_ENCAP(intfEncap), isDel);
@@ -294,6 +297,7 @@ void WexIntfEncapSm::doDeleteHwConfig(WexIntfEncapHwConfig const& hwConfig) {
    if (!portToLagCachedHas(intf)) doDeletePortHwConfig(intfEncap);
    // Only called with a config that getHwConfig found, so the list exists.
    Fen::Ptr<WexPortEncapHwConfigList> const list = portToHwConfigList(intf);
+   FEN_ASSERT(list);
    list->hwConfigDel(intfEncap);
    if (list->hwConfigs() == 0) portToHwConfigListDel(intf);
 }
@@ -714,6 +718,8 @@ void WexIntfEncapSm::updateWantedEncap(Ulva::IntfEncap const& intfEncap, bool wa
 // ---- remote status -----------------------------------------------------------------
 
 void WexIntfEncapSm::handleRemoteEncapHwStatus(Ulva::IntfEncap const& intfEncap) {
+   // As above: the remote status may be absent, and then nothing calls this.
+   FEN_ASSERT(remoteEncapHwStatus());
    bool const isDel = !remoteEncapHwStatus()->hwStatusHas(intfEncap);
    GANTRY_TRACE(8, "WexIntfEncapSm::handleRemoteEncapHwStatus: (%s, %s:%s, %s:%s) isDel:%s",
                 GANTRY_ENCAP(intfEncap), isDel);

@@ -364,7 +364,7 @@ public:
    // outputs, the handlers, the internal state and the steps. The last three
    // collections are internal indices that the steps keep.
    using FenReflection = Fen::Reflection<
-       void, FEN_SM_CTOR(WEX_INTF_ENCAP_SM_ATTRIBUTES),
+       void, Fen::NotMadeByReflection<FEN_SM_CTOR(WEX_INTF_ENCAP_SM_ATTRIBUTES)>,
        FEN_SM_ROWS(WEX_INTF_ENCAP_SM_ATTRIBUTES)  // 130 to 136
        Fen::MethodRow<"handleServiceIntfFwdInfo", &FenSm::handleServiceIntfFwdInfo, "intfId">,
        Fen::MethodRow<"handleIntfEncapServiceIntf", &FenSm::handleIntfEncapServiceIntf,

@@ -3,8 +3,11 @@
 // the published status collections.
 //
 // usage: wexvm-sim [--trace <facility>/<levels>[;...]] [--lintel <file>]
-//                  [--check-restart[=end]] [--hash-seed <n>] <scenario>
+//                  [--check-restart[=end]] [--hash-seed <n>] <scenario>|-
 //
+//   -                reads the scenario from standard input, a line at a time,
+//                    and runs each line as it comes, so that an engineer can
+//                    type commands (see "Standard input" below)
 //   --trace          text trace levels per facility, printed among the changes
 //   --lintel <file>  records the ring-buffer trace into <file> (see lintel-dump)
 //   --check-restart  after each command, builds beside the running machine the
@@ -95,7 +98,40 @@
 // interface and source. A VLAN id the machine refuses (above 4097) stops the
 // run like a malformed line.
 //
-// A malformed line stops the run with its line number and what was wrong.
+// Seeing the switch by name. These commands (tools/ReflectShell.h) go through
+// reflection alone. Their roots are the live machines: IntfEncapSm (also named
+// WexIntfEncapSm), and WexIntfEncapMuxSm and WexDynamicEncapSm in a scenario that
+// runs them. A path is <root>.<attr>, each .<attr> following the object or value
+// before it, any collection step taking a [<key>] in its key type's string form
+// (IntfEncapSm.lagHwStatusDecoder[<key>].failedCount). Members print sorted by
+// key text. A word keeps its blanks inside (), [], {} or single quotes, so that a
+// record's string form is one word as printed; double quotes group any word.
+// Where a type's form is a quoted name, the bare name is taken: Ethernet1.
+//
+//   modules                            each module: name, tag, number of types
+//   types <module>                     each type of a module (a module name, not
+//                                      numbers: those set the service types)
+//   attrs <Type>                       each attribute of a type, the bases' first
+//   show <path>                        a value, or a collection's count and members;
+//                                      show <root>: every attribute but methods
+//   walk <path>                        a collection's members through the iterator
+//   set <path>[<key>] <value>          writes a writable value or a member
+//   del <path>[<key>]                  deletes a member
+//   call <path> [<arg>...]             calls a method; prints its result
+//   dump                               every root's state as one JSON document
+//
+// set, del and call are followed by the changes they made, as any command. A
+// refused reflection command prints its line number and what was wrong on
+// standard error, and the run goes on: the exit status does not change.
+//
+// A malformed line of any other command stops the run with its line number and
+// what was wrong.
+//
+// Standard input. With '-' as the scenario, lines are run as they are read and
+// named "stdin:<line>" in messages; a malformed line is reported and the run
+// goes on (the exit status is then 1). Not knowing the lines ahead, such a run
+// starts the machine alone: remote, the sub-interface and the MACsec proxy
+// commands are refused; give a scenario file to use them.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -116,6 +152,7 @@
 #include "WexVlanMapping/WexDynamicEncapSm.h"
 #include "WexVlanMapping/WexIntfEncapMuxSm.h"
 #include "WexVlanMapping/WexTestIntfEncapSm.h"
+#include "ReflectShell.h"
 
 namespace {
 
@@ -234,6 +271,13 @@ public:
 
    void run(std::vector<std::string> const& words);
    Picture picture() const;
+   // Names the running machines as the roots of the reflection commands.
+   void rootsTo(WexVlanMappingTool::ReflectShell& shell) const {
+      shell.rootIs("IntfEncapSm", sm_);
+      shell.rootIs("WexIntfEncapSm", sm_);
+      if (mux_) shell.rootIs("WexIntfEncapMuxSm", mux_);
+      if (dynSm_) shell.rootIs("WexDynamicEncapSm", dynSm_);
+   }
    // Where a machine restarted now on the same inputs would differ from this one.
    // The restarted machine is gone when this returns, and its trace lines are
    // kept out of both trace channels.
@@ -584,7 +628,10 @@ std::vector<std::string> wordsOf(std::string const& line) {
 int usage(int code) {
    (code ? std::cerr : std::cout)
        << "usage: wexvm-sim [--trace <facility>/<levels>[;...]] [--lintel <file>]\n"
-          "                 [--check-restart[=end]] [--hash-seed <n>] <scenario>\n"
+          "                 [--check-restart[=end]] [--hash-seed <n>] <scenario>|-\n"
+          "  -                      the scenario from standard input, each line run as it\n"
+          "                         comes (the machine alone: no remote, sub-interface or\n"
+          "                         proxy commands; a bad line does not stop the run)\n"
           "  --check-restart[=end]  after each command (or only the last), the differences\n"
           "                         from a machine restarted on the same inputs; exit\n"
           "                         status 3 when one is not allowed\n"
@@ -610,7 +657,15 @@ int usage(int code) {
           "  proxyport <port> single|double | noproxyport <port>\n"
           "                                       the parent port's singleTagEgress\n"
           "  proxy <proxySubIntf> <patchSubIntf|none> <patchVid> <proxyVid>\n"
-          "  noproxy <proxySubIntf>               a proxy's status published, removed\n";
+          "  noproxy <proxySubIntf>               a proxy's status published, removed\n"
+          "reflection commands (roots: IntfEncapSm or WexIntfEncapSm, WexIntfEncapMuxSm,\n"
+          "WexDynamicEncapSm; <path> is <root>.<attr>[<key>].<attr>...; a refused one is\n"
+          "reported and the run goes on):\n"
+          "  modules | types <module> | attrs <Type> | dump\n"
+          "  show <path> | walk <path>            a value, a collection's members\n"
+          "  set <path> <value> | del <path>[<key>] | call <path> [<arg>...]\n"
+          "                                       values in their type's string form;\n"
+          "                                       \"...\" groups a value with blanks\n";
    return code;
 }
 
@@ -637,7 +692,7 @@ int main(int argc, char** argv) {
             check = RestartCheck::atEnd;
          } else if (!std::strcmp(argv[i], "--hash-seed") && i + 1 < argc) {
             hashSeed = argv[++i];
-         } else if (argv[i][0] == '-' || !scenario.empty()) {
+         } else if ((argv[i][0] == '-' && argv[i][1]) || !scenario.empty()) {
             return usage(2);
          } else {
             scenario = argv[i];
@@ -662,10 +717,19 @@ int main(int argc, char** argv) {
          return 2;
       }
    }
-   std::ifstream in(scenario);
-   if (!in) {
-      std::cerr << "wexvm-sim: cannot read " << scenario << "\n";
-      return 2;
+   // A scenario file is read whole, so that its commands choose the machines
+   // beforehand; standard input is read a line at a time.
+   bool const fromStdin = scenario == "-";
+   std::string const source = fromStdin ? std::string("stdin") : scenario;
+   std::vector<std::string> lines;
+   if (!fromStdin) {
+      std::ifstream in(scenario);
+      if (!in) {
+         std::cerr << "wexvm-sim: cannot read " << scenario << "\n";
+         return 2;
+      }
+      for (std::string line; std::getline(in, line);)
+         lines.push_back(line);
    }
    Fen::traceMasksApply(masks);
    // Trace lines interleave with the changes they explain.
@@ -678,55 +742,91 @@ int main(int argc, char** argv) {
       lintel = std::make_unique<Lintel::TraceHandle>();
       Lintel::defaultLintelHandle = lintel.get();
    }
-   std::vector<std::string> lines;
-   for (std::string line; std::getline(in, line);)
-      lines.push_back(line);
    bool withRemote = false, withSubIntfs = false, withProxy = false;
    for (auto const& line : lines) {
       std::vector<std::string> const w = wordsOf(line);
       if (w.empty()) continue;
       if (w[0] == "remote") withRemote = true;
-      if (isSubIntfCommand(w[0])) withSubIntfs = true;
+      if (isSubIntfCommand(w[0]) && !WexVlanMappingTool::ReflectShell::isCommand(w))
+         withSubIntfs = true;
       if (isProxyCommand(w[0])) withProxy = true;
    }
    int status = 0;
    bool notAllowed = false;
    {
       Switch sw(withRemote, withSubIntfs, withProxy);
+      WexVlanMappingTool::ReflectShell shell;
+      sw.rootsTo(shell);
       Picture before = sw.picture();
       int lastCommand = 0;
-      for (int lineNo = 1; lineNo <= static_cast<int>(lines.size()); ++lineNo) {
-         std::string const& line = lines[static_cast<std::size_t>(lineNo - 1)];
+      std::string line;
+      auto const nextLine = [&](int lineNo) {
+         if (fromStdin) return static_cast<bool>(std::getline(std::cin, line));
+         if (lineNo > static_cast<int>(lines.size())) return false;
+         line = lines[static_cast<std::size_t>(lineNo - 1)];
+         return true;
+      };
+      for (int lineNo = 1; nextLine(lineNo); ++lineNo) {
          std::vector<std::string> const w = wordsOf(line);
          if (w.empty()) continue;
          if (w[0] == "step") {
             std::cout << "\n== " << line.substr(line.find("step") + 5) << "\n";
             continue;
          }
-         if (w[0] == "show") {
+         if (w[0] == "show" && w.size() == 1) {
             std::cout << "  state:\n";
             for (auto const& [k, v] : before)
                std::cout << "    " << k << "  " << v << "\n";
+            std::cout.flush();
             continue;
          }
-         std::cout << "> " << line.substr(0, line.find('#')) << "\n";
-         try {
-            sw.run(w);
-         } catch (Fen::RangeException const& e) {
-            std::cerr << "wexvm-sim: " << scenario << ":" << lineNo << ": " << e.what() << "\n";
-            status = 1;
-            break;
+         auto const report = [&](Fen::RangeException const& e) {
+            std::cout.flush();
+            std::cerr << "wexvm-sim: " << source << ":" << lineNo << ": " << e.what() << "\n";
+         };
+         if (WexVlanMappingTool::ReflectShell::isCommand(w)) {
+            // A refused one is reported and the run goes on; what a method
+            // changed before it threw is still shown.
+            std::cout << "> " << WexVlanMappingTool::ReflectShell::commandText(line) << "\n";
+            bool refused = false;
+            try {
+               shell.run(line, std::cout);
+            } catch (Fen::RangeException const& e) {
+               report(e);
+               refused = true;
+            }
+            if (!WexVlanMappingTool::ReflectShell::changesState(w) ||
+                (refused && sw.picture() == before)) {
+               std::cout.flush();
+               continue;
+            }
+         } else {
+            std::cout << "> " << line.substr(0, line.find('#')) << "\n";
+            try {
+               if (fromStdin &&
+                   (w[0] == "remote" || isSubIntfCommand(w[0]) || isProxyCommand(w[0]))) {
+                  refuse("'" + w[0] + "' needs a machine that a run from standard input does " +
+                         "not start: give a scenario file");
+               }
+               sw.run(w);
+            } catch (Fen::RangeException const& e) {
+               report(e);
+               status = 1;
+               if (fromStdin) continue;
+               break;
+            }
          }
          Picture after = sw.picture();
          printChanges(before, after);
          before = std::move(after);
          lastCommand = lineNo;
          if (check == RestartCheck::everyCommand) {
-            notAllowed = printRestartCheck(sw, scenario, lineNo) || notAllowed;
+            notAllowed = printRestartCheck(sw, source, lineNo) || notAllowed;
          }
+         std::cout.flush();
       }
       if (check == RestartCheck::atEnd && lastCommand) {
-         notAllowed = printRestartCheck(sw, scenario, lastCommand) || notAllowed;
+         notAllowed = printRestartCheck(sw, source, lastCommand) || notAllowed;
       }
    }
    if (lintel) {

@@ -31,6 +31,13 @@ public:
    bool operator==(WexLagPortList const& o) const;
 };
 
+// The string form of a member list: its ports in order, "['Ethernet1', 'Ethernet2']";
+// parsed back by sequenceToValue, which refuses anything else with
+// Fen::RangeException.
+Fen::String valueToStrep(WexLagPortList const& list);
+void sequenceToValue(Fen::String::IteratorConst& it, Fen::String::IteratorConst const& end,
+                     WexLagPortList* out);
+
 class WexCommonSmData : public Fen::Notifier {
    FEN_COUNTED_CLASS("Wex::WexCommonSmData")
 

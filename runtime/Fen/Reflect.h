@@ -386,7 +386,8 @@ struct CollectionRow : RowDefaults {
    using Map = typename R::Map;
    using Key = typename Map::KeyType;
    using Value = typename R::Value;
-   using Type = Reflected<Value>;
+   // A set has no value: op 0 and 5 answer membership as a bool.
+   using Type = std::conditional_t<Map::isSet, void, Reflected<Value>>;
    static constexpr AttrKind kind =
        isCounted<Value> ? AttrKind::pointerCollection : AttrKind::collection;
    static constexpr AttrAccess access = R::access;
@@ -517,6 +518,14 @@ Ptr<C> constructCounted(void const* const* args, std::index_sequence<I...>) {
           args[I], std::tuple_element_t<I, ArgList>::name, "constructor")...);
    }
 }
+
+// Arguments listed, but the class is not made through reflection (a base that a
+// platform derives from).
+template <class CtorT>
+struct NotMadeByReflection {
+   static constexpr bool constructible = false;
+   using ArgList = typename CtorT::ArgList;
+};
 
 // ---- descriptions -------------------------------------------------------------------
 
@@ -784,9 +793,12 @@ struct TypeOps {
          return *static_cast<T*>(object);
       }
    }
+   // Their number: the rows, or an enumeration's enumerators.
+   static inline std::uint16_t attributeCount = 0;
+
    static bool own(FenAttr attr) {
       return attr.module() == TypeOf<T>::module && attr.position() >= firstAttribute &&
-             attr.position() < firstAttribute + Rows::count;
+             attr.position() < firstAttribute + attributeCount;
    }
 
    static int attributeOp(void* result, void* object, FenAttr attr, AttributeOp op, void const* key,
@@ -808,8 +820,16 @@ struct TypeOps {
          }
       }
       if (own(attr)) {
-         return Rows::template ops<T>[attr.position() - firstAttribute](self(object), attr, op,
-                                                                        result, key, value);
+         if constexpr (D::family == TypeFamily::enumeration) {
+            // An enumerator: its value, read only.
+            if (op != GenericIf::attrGet) return GenericIf::opNotForAttribute;
+            auto const& e = D::enumType().enumerator(attr.position() - firstAttribute);
+            putResult(result, static_cast<T>(e.value));
+            return GenericIf::opDone;
+         } else {
+            return Rows::template ops<T>[attr.position() - firstAttribute](
+                self(object), attr, op, result, key, value);
+         }
       }
       if constexpr (D::family == TypeFamily::counted && !std::is_void_v<typename D::Base> &&
                     requires { typename D::Base::FenReflection; }) {
@@ -821,7 +841,9 @@ struct TypeOps {
    static HashMap2018IteratorGeneric* iterator(void* object, void const* key, FenAttr attr,
                                                IteratorMethods const** methodsOut) {
       if (!attr) return nullptr;
-      if (own(attr)) {
+      if constexpr (Rows::count == 0) {
+         return nullptr;
+      } else if (own(attr)) {
          auto const fn = Rows::template iterators<T>[attr.position() - firstAttribute];
          if (!fn) return nullptr;
          if (methodsOut) *methodsOut = &genericIteratorMethods;
@@ -936,7 +958,7 @@ public:
          for (std::size_t i = 0; i < e.enumeratorCount(); ++i) {
             attrs_.push_back({static_cast<AttributeId>(2 + i), AttrKind::enumerator,
                               AttrAccess::ctorOnly, false, attributeName(e.enumerator(i).name),
-                              noType, noType, 0, 0});
+                              dependency(typeView<T>()), noType, 0, 0});
          }
          methods = &GenericIfImpl::GenericIfEnumMethods<unsigned char>::table;
          r.size = sizeof(T);
@@ -966,6 +988,7 @@ public:
          r.base = noType;
       }
       r.attributeCount = static_cast<std::uint16_t>(attrs_.size() - r.firstAttribute);
+      TypeOps<T>::attributeCount = r.attributeCount;
       constexpr std::size_t n = std::tuple_size_v<typename D::CtorArgs>;
       r.ctorArgIndex = arguments<typename D::CtorArgs>(std::make_index_sequence<n>());
       r.ctorArgCount = static_cast<std::uint16_t>(n);
