@@ -827,8 +827,8 @@ struct TypeOps {
             putResult(result, static_cast<T>(e.value));
             return GenericIf::opDone;
          } else {
-            return Rows::template ops<T>[attr.position() - firstAttribute](
-                self(object), attr, op, result, key, value);
+            return Rows::template ops<T>[attr.position() - firstAttribute](self(object), attr, op,
+                                                                           result, key, value);
          }
       }
       if constexpr (D::family == TypeFamily::counted && !std::is_void_v<typename D::Base> &&
