@@ -53,8 +53,8 @@ constexpr AttrAccess W = AttrAccess::writable;
 constexpr AttrAccess I = AttrAccess::createdByIs;
 
 // One attribute: its type is "" for none (a method without result, a set,
-// whose members read as bool); an enumerator's type is its enumeration. `args` lists a method's or an
-// instantiating attribute's arguments as "name:Type", comma-separated.
+// whose members read as bool); an enumerator's type is its enumeration. `args` lists a method's or
+// an instantiating attribute's arguments as "name:Type", comma-separated.
 struct Row {
    std::uint32_t id;
    char const* name;
