@@ -29,8 +29,10 @@
 // type's *transport*: the value itself for a value record, an enumeration or a
 // primitive (bool, unsigned numbers, Fen::String); a Fen::Ptr<PtrInterface const>
 // for a counted class. A method's or constructor's arguments come as an array of
-// pointers to transports, in the order of the argument table. Fen::GenericValue
-// holds one transport of a named type, made and destroyed through its methods.
+// pointers to transports, in the order of the argument table. A result is the
+// transport of the attribute's type, but for op 3 and op 4 (a U32) and op 5 (a
+// bool), and for a set, whose members read as a bool. Fen::GenericValue holds
+// one transport of a named type, made and destroyed through its methods.
 //
 // Failures
 // --------
