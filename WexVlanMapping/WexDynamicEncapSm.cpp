@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "Fen/Assert.h"
 #include "Fen/Exception.h"
 #include "Gantry/Trace.h"
 #include "WexVlanMapping/WexModules.h"
@@ -72,6 +73,9 @@ void WexDynamicEncapSm::handleMacsecProxySubIntfStatus(Kestin::IntfId intfId) {
 
 void WexDynamicEncapSm::addMacsecProxyDynEncap(
     Fen::Ptr<MacsecProxy::MacsecProxySubIntfStatus const> const& proxyStatus) {
+   // The handler passes only members of the status; a direct call without one
+   // is a broken contract.
+   FEN_ASSERT(proxyStatus);
    Kestin::IntfId const proxySubIntf = proxyStatus->proxySubIntf();
    Kestin::IntfId const patchSubIntf = proxyStatus->patchSubIntf();
    if (proxySubIntf == Kestin::IntfId() || patchSubIntf == Kestin::IntfId()) {

@@ -31,7 +31,9 @@
 // for a counted class. A method's or constructor's arguments come as an array of
 // pointers to transports, in the order of the argument table. A result is the
 // transport of the attribute's type, but for op 3 and op 4 (a U32) and op 5 (a
-// bool), and for a set, whose members read as a bool. Fen::GenericValue holds
+// bool), and for a set, whose members read as a bool. Op 1 on an owned object
+// (access createdByIs, kind pointer) takes the creator's argument as its value
+// (the attribute's first argument), and gives the object as its result. Fen::GenericValue holds
 // one transport of a named type, made and destroyed through its methods.
 //
 // Failures

@@ -30,7 +30,7 @@
 //          Fen::ConstantRow<"x", C::x>                 a constant
 //          Fen::MethodRow<"x", &C::x, "arg", ...>      a method (FEN_OVERLOAD
 //                                                      picks one of several)
-//          Fen::InstantiatingRow<"x", &C::x, &C::xIs, &C::xDel, "arg"...>
+//          Fen::InstantiatingRow<"x", &C::x, &C::xIs, "arg"...>
 //                                                      an owned object made by xIs
 // An enumeration: FEN_ENUM_DESCRIPTION(Enum, enumType) in its module's unit; its
 // names are those of its Fen::EnumType<unsigned char>.
@@ -316,8 +316,10 @@ struct ConstantRow : RowDefaults {
    }
 };
 
-// An owned object that xIs makes (with its arguments) and xDel drops.
-template <FixedString rowName, auto getter, auto creator, auto deleter, FixedString... argNameList>
+// An owned object that xIs makes (with its arguments): op 1 takes the creator's
+// argument as its value and gives the object. The owner cannot work without it,
+// so reflection does not drop it (op 2 answers 1).
+template <FixedString rowName, auto getter, auto creator, FixedString... argNameList>
 struct InstantiatingRow : RowDefaults {
    static constexpr std::string_view name = rowName.view();
    static constexpr AttrKind kind = AttrKind::pointer;
@@ -339,9 +341,6 @@ struct InstantiatingRow : RowDefaults {
                putResult(result, (o.*creator)(fromTransport<std::tuple_element_t<0, Args>>(
                                      value, argNames[0], name)));
             }
-            return GenericIf::opDone;
-         case GenericIf::attrDel:
-            putResult(result, (o.*deleter)());
             return GenericIf::opDone;
          default:
             return GenericIf::opNotForAttribute;

@@ -606,7 +606,7 @@ bool allows(FenAttr a, Op::AttributeOp op) {
       case AttrKind::pointer:
          if (op == Op::attrGet) return true;
          if (op == Op::attrSet) return a.access() != AttrAccess::ctorOnly;
-         return op == Op::attrDel && a.access() == AttrAccess::createdByIs;
+         return false;
       case AttrKind::collection:
       case AttrKind::pointerCollection:
          return op <= Op::attrHas;
