@@ -1,12 +1,13 @@
 #include "WexVlanMapping/WexTestIntfEncapSm.h"
 
+#include <algorithm>
 #include <iostream>
-
 #include <map>
 #include <optional>
 #include <set>
 #include <sstream>
 
+#include "Fen/Exception.h"
 #include "Gantry/Trace.h"
 
 namespace WexVlanMappingTest {
@@ -40,9 +41,11 @@ Fen::FwkType IntfEncapSm::fwkType() const {
 
 void IntfEncapSm::handleInitialized() {
    GANTRY_TRACE(8, "IntfEncapSm::handleInitialized: ");
+   // The sweep starts from no status: nothing is owed a report.
+   faultOwed_.clear();
    WexIntfEncapSm::handleInitialized();
    // As if each entry had just been written: catches a status that differs from
-   // what the hooks read.
+   // what the hooks read. An answer a fault gave in the sweep stays.
    Fen::Ptr<Ulva::IntfEncapHwStatusColl const> const hw(testHwStatusColl());
    Fen::forEachKeyAhead(
        hw->hwStatusMap(),
@@ -50,20 +53,52 @@ void IntfEncapSm::handleInitialized() {
           hwConfigColl()->configMap().prefetch(key);
           hwStatusColl()->hwStatusMap().prefetch(key);
        },
-       [this](Ulva::IntfEncap const& key) { handleTestHwStatus(key); });
+       [this](Ulva::IntfEncap const& key) {
+          if (faultOwed_.empty() || !faultOwed_.contains(key)) handleTestHwStatus(key);
+       });
 }
 
 Ulva::IntfEncapHwStatus IntfEncapSm::platformAddHwConfig(
     WexVlanMapping::WexIntfEncapHwConfig const& hwConfig) {
-   GANTRY_TRACE(8, "IntfEncapSm::platformAddHwConfig: (%s, %s:%s, %s:%s)",
-                GANTRY_ENCAP(hwConfig.intfEncap()));
-   testHwConfigKeyIs(hwConfig.intfEncap());
-   return testHwStatusColl()->hwStatus(hwConfig.intfEncap());
+   Ulva::IntfEncap const key = hwConfig.intfEncap();
+   GANTRY_TRACE(8, "IntfEncapSm::platformAddHwConfig: (%s, %s:%s, %s:%s)", GANTRY_ENCAP(key));
+   // Programmed whatever the answer: the machine keeps a refused config too.
+   testHwConfigKeyIs(key);
+   Ulva::IntfEncapHwStatus const tableStatus = testHwStatusColl()->hwStatus(key);
+   if (faultNext_.empty() && faultEvery_.empty() && faultOwed_.empty()) return tableStatus;
+
+   Ulva::IntfEncapHwStatus answer = tableStatus;
+   bool owed = faultOwed_.contains(key);
+   if (std::optional<Ulva::IntfEncapHwStatus> const fault = faultAnswerFor(key.intfId())) {
+      GANTRY_TRACE(7, "IntfEncapSm::platformAddHwConfig: (%s, %s:%s, %s:%s) fault answer %s",
+                   GANTRY_ENCAP(key), *fault);
+      ++faultAnswers_;
+      answer = *fault;
+      owed = true;
+   }
+   // A retry pass reads no answer of its re-add: the encap waits, not ready,
+   // for the platform's next report. Where the last answer was injected, no
+   // change of the hardware's table will come to correct it, so the platform
+   // reports the answer of this add itself.
+   bool const retry = hwConfig.retryCnt() > 0 && retryNeededHas(key) &&
+                      hwStatusColl()->hwStatus(key) == Ulva::hwStatusNotReady;
+   if (retry && owed && answer != Ulva::hwStatusNotReady) {
+      GANTRY_TRACE(8, "IntfEncapSm::platformAddHwConfig: (%s, %s:%s, %s:%s) retry hwStatus: %s",
+                   GANTRY_ENCAP(key), answer);
+      platformEncapHwStatusIs(key, answer);
+   }
+   if (answer != tableStatus) {
+      faultOwed_.insert(key);
+   } else {
+      faultOwed_.erase(key);
+   }
+   return answer;
 }
 
 void IntfEncapSm::platformDeleteHwConfig(WexVlanMapping::WexIntfEncapHwConfig const& hwConfig) {
    GANTRY_TRACE(8, "IntfEncapSm::platformDeleteHwConfig: (%s, %s:%s, %s:%s)",
                 GANTRY_ENCAP(hwConfig.intfEncap()));
+   if (!faultOwed_.empty()) faultOwed_.erase(hwConfig.intfEncap());
    testHwConfigKeyDel(hwConfig.intfEncap());
 }
 
@@ -71,10 +106,89 @@ void IntfEncapSm::handleTestHwStatus(Ulva::IntfEncap const& intfEncap) {
    Ulva::IntfEncapHwStatus const newStatus = testHwStatusColl()->hwStatus(intfEncap);
    // Status of something not programmed waits for platformAddHwConfig to read it.
    if (!hwConfigColl()->configHas(intfEncap)) return;
+   // The hardware's word overtakes an answer a fault gave.
+   if (!faultOwed_.empty()) faultOwed_.erase(intfEncap);
    if (hwStatusColl()->hwStatus(intfEncap) == newStatus) return;
    GANTRY_TRACE(8, "IntfEncapSm::handleTestHwStatus: (%s, %s:%s, %s:%s) hwStatus: %s",
                 GANTRY_ENCAP(intfEncap), newStatus);
    platformEncapHwStatusIs(intfEncap, newStatus);
+}
+
+// ---- fault injection ----------------------------------------------------------------
+
+namespace {
+
+// Refuses an answer that is no refusal.
+void checkFaultAnswer(char const* method, Ulva::IntfEncapHwStatus answer) {
+   if (answer == Ulva::hwStatusFailed || answer == Ulva::hwStatusNotReady) return;
+   std::ostringstream os;
+   os << "IntfEncapSm::" << method << ": a fault answers hwStatusFailed or hwStatusNotReady, not "
+      << answer;
+   Fen::throwRangeException(Fen::String(os.str()));
+}
+
+// A rule answers adds on Ethernet ports and LAGs only: the platform reports the
+// correction of an injected answer itself, and the machine hears reports of
+// those interfaces alone.
+bool faultMatches(Kestin::IntfId ruleIntf, Kestin::IntfId intf) {
+   if (!Kestin::EthIntfId::isEthIntfId(intf) &&
+       !Kestin::PortChannelIntfId::isPortChannelIntfId(intf))
+      return false;
+   return ruleIntf == Kestin::IntfId() || ruleIntf == intf;
+}
+
+}  // namespace
+
+void IntfEncapSm::faultAddNextIs(std::uint32_t count, Ulva::IntfEncapHwStatus answer,
+                                 Kestin::IntfId intf) {
+   checkFaultAnswer("faultAddNextIs", answer);
+   if (count == 0) return;
+   faultNext_.push_back({count, answer, intf});
+}
+
+void IntfEncapSm::faultAddEveryIs(std::uint32_t period, Ulva::IntfEncapHwStatus answer,
+                                  Kestin::IntfId intf) {
+   if (period != 0) checkFaultAnswer("faultAddEveryIs", answer);
+   auto const it = std::find_if(faultEvery_.begin(), faultEvery_.end(),
+                                [intf](FaultEvery const& r) { return r.intf == intf; });
+   if (period == 0) {
+      if (it != faultEvery_.end()) faultEvery_.erase(it);
+      return;
+   }
+   FaultEvery const rule{period, 0, answer, intf};
+   if (it != faultEvery_.end()) {
+      *it = rule;
+   } else {
+      faultEvery_.push_back(rule);
+   }
+}
+
+void IntfEncapSm::faultDelAll() {
+   faultNext_.clear();
+   faultEvery_.clear();
+}
+
+std::optional<Ulva::IntfEncapHwStatus> IntfEncapSm::faultAnswerFor(Kestin::IntfId intf) {
+   // Every matching every-k rule counts the add, whoever answers it.
+   FaultEvery const* own = nullptr;
+   FaultEvery const* any = nullptr;
+   for (FaultEvery& rule : faultEvery_) {
+      if (!faultMatches(rule.intf, intf)) continue;
+      if (++rule.seen < rule.period) continue;
+      rule.seen = 0;
+      (rule.intf == Kestin::IntfId() ? any : own) = &rule;
+   }
+   auto const next = std::find_if(faultNext_.begin(), faultNext_.end(), [intf](FaultNext const& r) {
+      return faultMatches(r.intf, intf);
+   });
+   if (next != faultNext_.end()) {
+      Ulva::IntfEncapHwStatus const answer = next->answer;
+      if (--next->left == 0) faultNext_.erase(next);
+      return answer;
+   }
+   if (own) return own->answer;
+   if (any) return any->answer;
+   return std::nullopt;
 }
 
 // ---- restart check ------------------------------------------------------------------
