@@ -111,13 +111,20 @@ void writeString(std::ostream& out, std::string_view s) {
    out.write(s.data(), static_cast<std::streamsize>(s.size()));
 }
 
+// Reads a saved file from a stream. Fixed-size fields are read whole; a length
+// the file claims is read in pieces, so that memory follows the bytes there and
+// not the claim.
 class Reader {
 public:
    explicit Reader(std::istream& in) : in_(in) {}
+
+   // What is being read, for the messages: "description 3 of the 7 it claims".
+   void contextIs(std::string context) { context_ = std::move(context); }
+
    void bytes(char* p, std::size_t n, char const* what) {
       in_.read(p, static_cast<std::streamsize>(n));
       if (static_cast<std::size_t>(in_.gcount()) != n) {
-         badFile(Fen::format("cut short while reading %s", what));
+         badFile(Fen::format("it is cut short while reading %s%s", what, where().c_str()));
       }
    }
    template <class T>
@@ -126,17 +133,88 @@ public:
       bytes(reinterpret_cast<char*>(&v), sizeof v, what);
       return v;
    }
+   // `n` bytes that the file claims for `what`.
+   std::string claimed(std::uint64_t n, char const* what) {
+      constexpr std::size_t piece = 64 * 1024;
+      std::string s;
+      while (s.size() < n) {
+         std::size_t const at = s.size();
+         std::size_t const want = static_cast<std::size_t>(std::min<std::uint64_t>(piece, n - at));
+         s.resize(at + want);
+         in_.read(s.data() + at, static_cast<std::streamsize>(want));
+         std::size_t const got = static_cast<std::size_t>(in_.gcount());
+         if (got != want) {
+            badFile(Fen::format("it is cut short: it claims %" PRIu64
+                                " bytes for %s%s, but only %zu are left",
+                                n, what, where().c_str(), at + got));
+         }
+      }
+      return s;
+   }
+   // A string: its length, at most `limit`, and its bytes.
    std::string string(char const* what, std::uint32_t limit = stringBytesLimit) {
       std::uint32_t const n = raw<std::uint32_t>(what);
-      if (n > limit) badFile(Fen::format("%s is %u bytes long", what, static_cast<unsigned>(n)));
-      std::string s(n, '\0');
-      bytes(s.data(), n, what);
-      return s;
+      if (n > limit) {
+         badFile(Fen::format("%s%s is %u bytes long, more than %u", what, where().c_str(),
+                             static_cast<unsigned>(n), static_cast<unsigned>(limit)));
+      }
+      return claimed(n, what);
    }
 
 private:
+   std::string where() const { return context_.empty() ? context_ : " (" + context_ + ")"; }
+
    std::istream& in_;
+   std::string context_;
 };
+
+// Calls f(Record const&) for each record of saved bytes, already checked whole.
+template <class F>
+void forEachSavedRecord(std::string_view bytes, F&& f) {
+   for (std::size_t pos = 0; pos < bytes.size();) {
+      char const* p = bytes.data() + pos;
+      std::uint32_t const size = RingBuf::load<std::uint32_t>(p);
+      f(RingBuf::Record{static_cast<int>(RingBuf::load<std::uint32_t>(p + 4)),
+                        RingBuf::load<std::uint64_t>(p + 8),
+                        std::string_view(p + RingBuf::headerBytes, size - RingBuf::headerBytes)});
+      pos += size;
+   }
+}
+
+// The text of one record.
+Fen::String renderedText(MsgDescription const* desc, RingBuf::Record const& r,
+                         std::vector<std::string>& args, std::string& error) {
+   if (!desc) return Fen::format("<message %d not described>", r.msgId);
+   if (!decodedArgs(*desc, r.payload, args, error)) {
+      return Fen::format("<message %d: %s>", r.msgId, error.c_str());
+   }
+   return desc->rendered(args);
+}
+
+void sortedBySeq(std::vector<RenderedRecord>& records) {
+   std::stable_sort(records.begin(), records.end(),
+                    [](RenderedRecord const& a, RenderedRecord const& b) { return a.seq < b.seq; });
+}
+
+// Writes "<level> <seq> <text>" lines; stops when `out` fails.
+void renderedLines(std::vector<RenderedRecord> const& records, std::ostream& out) {
+   for (RenderedRecord const& r : records) {
+      if (!(out << r.level << ' ' << r.seq << ' ' << r.text << '\n')) return;
+   }
+}
+
+MsgDescription const* descOf(std::vector<MsgDescription> const& descs, int msgId) {
+   auto it = std::lower_bound(descs.begin(), descs.end(), msgId,
+                              [](MsgDescription const& d, int id) { return d.msgId < id; });
+   return it != descs.end() && it->msgId == msgId ? &*it : nullptr;
+}
+
+// A type letter for a message: the letter, or its byte when it is not printable.
+std::string typeLetterText(char c) {
+   if (c > ' ' && c < 0x7F) return Fen::format("type letter '%c'", c).stdString();
+   return Fen::format("type byte 0x%02x", static_cast<unsigned>(static_cast<unsigned char>(c)))
+       .stdString();
+}
 
 }  // namespace
 
@@ -173,33 +251,22 @@ void TraceFile::msgDescIs(MsgDescription const& desc) {
    known_[id] = 1;
 }
 
-std::vector<TraceFile::RenderedRecord> TraceFile::renderedRecords() const {
+std::vector<RenderedRecord> TraceFile::renderedRecords() const {
    std::vector<RenderedRecord> out;
    std::vector<std::string> args;
    std::string error;
    for (int level = 0; level < levelCount; ++level) {
       ring(level)->forEachRecord([&](RingBuf::Record const& r) {
-         MsgDescription const* desc = msgDesc(r.msgId);
-         Fen::String text;
-         if (!desc) {
-            text = Fen::format("<message %d not described>", r.msgId);
-         } else if (!decodedArgs(*desc, r.payload, args, error)) {
-            text = Fen::format("<message %d: %s>", r.msgId, error.c_str());
-         } else {
-            text = desc->rendered(args);
-         }
-         out.push_back(RenderedRecord{level, r.seq, r.msgId, std::move(text)});
+         out.push_back(
+             RenderedRecord{level, r.seq, r.msgId, renderedText(msgDesc(r.msgId), r, args, error)});
       });
    }
-   std::sort(out.begin(), out.end(),
-             [](RenderedRecord const& a, RenderedRecord const& b) { return a.seq < b.seq; });
+   sortedBySeq(out);
    return out;
 }
 
 void TraceFile::render(std::ostream& out) const {
-   for (RenderedRecord const& r : renderedRecords()) {
-      out << r.level << ' ' << r.seq << ' ' << r.text << '\n';
-   }
+   renderedLines(renderedRecords(), out);
 }
 
 void TraceFile::save(std::ostream& out) const {
@@ -229,6 +296,49 @@ void TraceFile::save(std::ostream& out) const {
 }
 
 std::unique_ptr<TraceFile> TraceFile::load(std::istream& in) {
+   std::unique_ptr<SavedTraceFile> const saved = SavedTraceFile::load(in);
+   auto file = std::make_unique<TraceFile>(RingSizes::uniform(0), saved->name());
+   file->nextSeq_ = saved->seq();
+   file->descs_ = saved->msgDescs();
+   if (!file->descs_.empty()) {
+      file->known_.assign(static_cast<std::size_t>(file->descs_.back().msgId) + 1, 0);
+      for (MsgDescription const& d : file->descs_)
+         file->known_[static_cast<std::size_t>(d.msgId)] = 1;
+   }
+   for (int level = 0; level < levelCount; ++level) {
+      SavedTraceFile::Level const& l = saved->level(level);
+      RingBuf* ring = file->ring(level);
+      ring->capacityIs(l.capacity);
+      ring->contentsIs(l.records, l.written, l.overwritten, l.dropped);
+   }
+   return file;
+}
+
+// ---- SavedTraceFile ----
+
+std::string_view msgFacility(MsgDescription const& desc) {
+   std::string_view name = desc.sourceFile.view();
+   std::size_t const slash = name.find_last_of("/\\");
+   if (slash != std::string_view::npos) name.remove_prefix(slash + 1);
+   std::size_t const dot = name.find('.');
+   if (dot != std::string_view::npos) name = name.substr(0, dot);
+   return name;
+}
+
+bool RenderFilter::keeps(int level, MsgDescription const* desc) const {
+   if (level < 0 || level >= levelCount || (levels >> level & 1u) == 0) return false;
+   if (facilities.empty()) return true;
+   if (!desc) return false;
+   std::string_view const facility = msgFacility(*desc);
+   return std::any_of(facilities.begin(), facilities.end(),
+                      [&](Fen::String const& f) { return f.view() == facility; });
+}
+
+MsgDescription const* SavedTraceFile::msgDesc(int msgId) const {
+   return descOf(descs_, msgId);
+}
+
+std::unique_ptr<SavedTraceFile> SavedTraceFile::load(std::istream& in) {
    Reader rd(in);
    char head[sizeof magic];
    rd.bytes(head, sizeof head, "the magic number");
@@ -236,19 +346,19 @@ std::unique_ptr<TraceFile> TraceFile::load(std::istream& in) {
    if (rd.raw<std::uint32_t>("the byte order") != byteOrderWord) {
       badFile("it was written on a machine of another byte order");
    }
-   auto file = std::make_unique<TraceFile>(RingSizes::uniform(0));
+   auto file = std::make_unique<SavedTraceFile>();
    file->name_ = Fen::String(rd.string("the file name"));
    file->nextSeq_ = rd.raw<std::uint64_t>("the sequence number");
    std::uint32_t const descs = rd.raw<std::uint32_t>("the number of messages");
    if (descs > countLimit) badFile(Fen::format("it claims %u messages", descs));
+   // Read in the file's order, then sorted once: a file may list its
+   // descriptions in any order.
    for (std::uint32_t i = 0; i < descs; ++i) {
+      rd.contextIs(Fen::format("description %u of the %u it claims", i + 1, descs).stdString());
       MsgDescription d;
       std::uint32_t const id = rd.raw<std::uint32_t>("a message number");
       if (id == 0 || id > countLimit) {
          badFile(Fen::format("message number %u is out of range", static_cast<unsigned>(id)));
-      }
-      if (file->msgKnown(static_cast<int>(id))) {
-         badFile(Fen::format("message %u is described twice", static_cast<unsigned>(id)));
       }
       d.msgId = static_cast<int>(id);
       d.line = static_cast<int>(rd.raw<std::uint32_t>("a line number"));
@@ -264,33 +374,66 @@ std::unique_ptr<TraceFile> TraceFile::load(std::istream& in) {
          badFile(Fen::format("message %u has %zu types but %zu styles", id, d.types.size(),
                              d.styles.size()));
       }
-      file->msgDescIs(d);
+      for (char const t : d.types.view()) {
+         if (std::string_view("pbsil").find(t) == std::string_view::npos) {
+            badFile(Fen::format("message %u has the unknown %s", id, typeLetterText(t).c_str()));
+         }
+      }
+      file->descs_.push_back(std::move(d));
    }
+   rd.contextIs(std::string());
+   std::sort(file->descs_.begin(), file->descs_.end(),
+             [](MsgDescription const& a, MsgDescription const& b) { return a.msgId < b.msgId; });
+   auto const twice = std::adjacent_find(
+       file->descs_.begin(), file->descs_.end(),
+       [](MsgDescription const& a, MsgDescription const& b) { return a.msgId == b.msgId; });
+   if (twice != file->descs_.end()) {
+      badFile(Fen::format("message %d is described twice", twice->msgId));
+   }
+
    std::uint32_t const levels = rd.raw<std::uint32_t>("the number of levels");
    if (levels != levelCount) badFile(Fen::format("it has %u levels, not %d", levels, levelCount));
    std::vector<std::string> args;
    std::string error;
    for (int level = 0; level < levelCount; ++level) {
-      RingBuf* ring = file->ring(level);
-      std::uint64_t const capacity = rd.raw<std::uint64_t>("a ring size");
-      if (capacity > RingBuf::capacityMax || (capacity & (capacity - 1)) != 0 ||
-          (capacity != 0 && capacity < RingBuf::capacityMin)) {
-         badFile(Fen::format("level %d has a ring of %" PRIu64 " bytes", level, capacity));
+      rd.contextIs(Fen::format("level %d", level).stdString());
+      Level& l = file->levels_[static_cast<std::size_t>(level)];
+      l.capacity = rd.raw<std::uint64_t>("a ring size");
+      if (l.capacity > RingBuf::capacityMax || (l.capacity & (l.capacity - 1)) != 0 ||
+          (l.capacity != 0 && l.capacity < RingBuf::capacityMin)) {
+         badFile(Fen::format("level %d has a ring of %" PRIu64 " bytes", level, l.capacity));
       }
-      std::uint64_t const written = rd.raw<std::uint64_t>("a record count");
-      std::uint64_t const overwritten = rd.raw<std::uint64_t>("a record count");
-      std::uint64_t const dropped = rd.raw<std::uint64_t>("a record count");
-      std::string const bytes =
-          rd.string("the records of a level",
-                    static_cast<std::uint32_t>(std::min<std::uint64_t>(capacity, 0xFFFFFFFFu)));
-      ring->capacityIs(capacity);
-      try {
-         ring->contentsIs(bytes, written, overwritten, dropped);
-      } catch (Fen::RangeException const& e) {
-         badFile(Fen::format("level %d: %s", level, e.what()));
+      l.written = rd.raw<std::uint64_t>("a record count");
+      l.overwritten = rd.raw<std::uint64_t>("a record count");
+      l.dropped = rd.raw<std::uint64_t>("a record count");
+      std::uint32_t const bytes = rd.raw<std::uint32_t>("the length of the records");
+      if (bytes > l.capacity) {
+         badFile(Fen::format("level %d: %u bytes of records do not fit a ring of %" PRIu64 " bytes",
+                             level, static_cast<unsigned>(bytes), l.capacity));
       }
+      l.records = rd.claimed(bytes, "the records");
+      // Whole records, each of a described message with exactly its arguments.
+      std::string_view const records = l.records;
       std::size_t index = 0;
-      ring->forEachRecord([&](RingBuf::Record const& r) {
+      for (std::size_t pos = 0; pos < records.size(); ++index) {
+         char const* p = records.data() + pos;
+         if (records.size() - pos < RingBuf::headerBytes) {
+            badFile(Fen::format("level %d: record at byte %zu is cut short", level, pos));
+         }
+         std::uint32_t const size = RingBuf::load<std::uint32_t>(p);
+         std::uint32_t const msgId = RingBuf::load<std::uint32_t>(p + 4);
+         if (size < RingBuf::headerBytes || size % RingBuf::recordAlignment != 0 ||
+             size > records.size() - pos) {
+            badFile(Fen::format("level %d: record at byte %zu has a bad size (%u)", level, pos,
+                                static_cast<unsigned>(size)));
+         }
+         if (msgId == 0 || msgId > 0x7FFFFFFFu) {
+            badFile(Fen::format("level %d: record at byte %zu has a bad message number (%u)", level,
+                                pos, static_cast<unsigned>(msgId)));
+         }
+         RingBuf::Record const r{
+             static_cast<int>(msgId), RingBuf::load<std::uint64_t>(p + 8),
+             std::string_view(p + RingBuf::headerBytes, size - RingBuf::headerBytes)};
          MsgDescription const* desc = file->msgDesc(r.msgId);
          if (!desc) {
             badFile(
@@ -304,24 +447,58 @@ std::unique_ptr<TraceFile> TraceFile::load(std::istream& in) {
          }
          if (r.seq >= file->nextSeq_) {
             badFile(Fen::format("record %zu of level %d has sequence number %" PRIu64
-                                ", past the file's %" PRIu64,
+                                ", but the file's next is %" PRIu64,
                                 index, level, r.seq, file->nextSeq_));
          }
-         ++index;
-      });
+         pos += size;
+      }
    }
    return file;
 }
 
-std::size_t renderTraceFiles(std::istream& in, std::ostream& out) {
-   std::vector<std::unique_ptr<TraceFile>> files;
-   while (in.peek() != std::char_traits<char>::eof())
-      files.push_back(TraceFile::load(in));
-   if (files.empty()) badFile("the stream is empty");
-   for (auto const& f : files) {
-      if (files.size() > 1 || !f->name().empty()) out << "== " << f->name() << " ==\n";
-      f->render(out);
+std::vector<RenderedRecord> SavedTraceFile::renderedRecords(RenderFilter const& filter) const {
+   std::vector<RenderedRecord> out;
+   std::vector<std::string> args;
+   std::string error;
+   for (int level = 0; level < levelCount; ++level) {
+      if ((filter.levels >> level & 1u) == 0) continue;
+      forEachSavedRecord(levels_[static_cast<std::size_t>(level)].records, [&](RingBuf::
+                                                                                   Record const&
+                                                                                       r) {
+         MsgDescription const* desc = msgDesc(r.msgId);
+         if (!filter.keeps(level, desc)) return;
+         out.push_back(RenderedRecord{level, r.seq, r.msgId, renderedText(desc, r, args, error)});
+      });
    }
+   sortedBySeq(out);
+   return out;
+}
+
+void SavedTraceFile::render(std::ostream& out, RenderFilter const& filter) const {
+   renderedLines(renderedRecords(filter), out);
+}
+
+std::vector<std::unique_ptr<SavedTraceFile>> loadTraceFiles(std::istream& in) {
+   std::vector<std::unique_ptr<SavedTraceFile>> files;
+   while (in.peek() != std::char_traits<char>::eof())
+      files.push_back(SavedTraceFile::load(in));
+   if (files.empty()) badFile("it is empty");
+   return files;
+}
+
+void renderTraceFiles(std::vector<std::unique_ptr<SavedTraceFile>> const& files, std::ostream& out,
+                      RenderFilter const& filter) {
+   for (auto const& f : files) {
+      if (files.size() > 1 || !f->name().empty()) {
+         if (!(out << "== " << f->name() << " ==\n")) return;
+      }
+      f->render(out, filter);
+   }
+}
+
+std::size_t renderTraceFiles(std::istream& in, std::ostream& out, RenderFilter const& filter) {
+   std::vector<std::unique_ptr<SavedTraceFile>> const files = loadTraceFiles(in);
+   renderTraceFiles(files, out, filter);
    return files.size();
 }
 

@@ -3,10 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <initializer_list>
+#include <memory>
 #include <optional>
 #include <sstream>
+#include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -467,6 +471,222 @@ TEST(LintelFile, RecordShorterThanItsTypesIsRefused) {
    }
    // Rendering what is in memory says so instead of failing.
    EXPECT_THAT(rendered(f), HasSubstr("arguments run past the end of the record"));
+}
+
+// ---- Files laid out by hand, as another writer or a damaged disk may leave them ----
+
+namespace {
+
+// A saved file written field by field (see Lintel/TraceFile.h).
+struct SavedBytes {
+   std::string bytes;
+
+   SavedBytes& u32(std::uint32_t v) {
+      bytes.append(reinterpret_cast<char const*>(&v), 4);
+      return *this;
+   }
+   SavedBytes& u64(std::uint64_t v) {
+      bytes.append(reinterpret_cast<char const*>(&v), 8);
+      return *this;
+   }
+   SavedBytes& str(std::string_view s) {
+      u32(static_cast<std::uint32_t>(s.size()));
+      bytes.append(s);
+      return *this;
+   }
+   SavedBytes& header(std::uint64_t nextSeq, std::uint32_t descs, std::string_view name = "") {
+      bytes.append("LINTEL\0\1", 8);
+      return u32(0x01020304).str(name).u64(nextSeq).u32(descs);
+   }
+   SavedBytes& desc(std::uint32_t id, std::string_view source, std::string_view types,
+                    std::vector<std::string_view> const& pieces) {
+      u32(id).u32(7).str(source).str(types).str(std::string(types.size(), 'u'));
+      u32(static_cast<std::uint32_t>(pieces.size()));
+      for (std::string_view p : pieces)
+         str(p);
+      return *this;
+   }
+   SavedBytes& level(std::uint64_t capacity, std::string_view records,
+                     std::optional<std::uint32_t> claimed = std::nullopt) {
+      u64(capacity).u64(0).u64(0).u64(0);
+      u32(claimed ? *claimed : static_cast<std::uint32_t>(records.size()));
+      bytes.append(records);
+      return *this;
+   }
+   SavedBytes& levels(std::uint32_t count = Lintel::levelCount) { return u32(count); }
+   SavedBytes& closedLevels(int n) {
+      for (int i = 0; i < n; ++i)
+         level(0, "");
+      return *this;
+   }
+};
+
+// A record of one 32-bit argument.
+std::string record(std::uint32_t msgId, std::uint64_t seq, std::uint32_t arg) {
+   SavedBytes r;
+   r.u32(24).u32(msgId).u64(seq).u32(arg).u32(0);
+   return r.bytes;
+}
+
+std::string savedError(std::string const& bytes) {
+   std::istringstream in(bytes);
+   try {
+      Lintel::SavedTraceFile::load(in);
+   } catch (Fen::RangeException const& e) {
+      return e.what();
+   }
+   return "loaded";
+}
+
+// Messages numbered n down to 1, "Unit::m<id>: %s", and a record of each at
+// level id % 2.
+std::string descendingFile(std::uint32_t n) {
+   SavedBytes f;
+   f.header(n + 1, n);
+   for (std::uint32_t id = n; id > 0; --id) {
+      std::string const text = "Unit::m" + std::to_string(id) + ": ";
+      f.desc(id, "src/Unit.cpp", "i", {text, "%s"});
+   }
+   f.levels();
+   std::string even;
+   std::string odd;
+   for (std::uint32_t seq = 1; seq <= n; ++seq)
+      (seq % 2 ? odd : even) += record(seq, seq, seq * 10);
+   f.level(4096, even).level(4096, odd).closedLevels(30);
+   return f.bytes;
+}
+
+}  // namespace
+
+TEST(LintelFile, DescriptionsInDescendingOrderLoadSortedAndRender) {
+   std::string const bytes = descendingFile(50);
+   std::istringstream in(bytes);
+   std::unique_ptr<Lintel::SavedTraceFile> saved = Lintel::SavedTraceFile::load(in);
+   ASSERT_EQ(saved->msgDescs().size(), 50u);
+   for (std::size_t i = 0; i < 50; ++i)
+      EXPECT_EQ(saved->msgDescs()[i].msgId, static_cast<int>(i + 1));
+   std::ostringstream out;
+   saved->render(out);
+   EXPECT_THAT(out.str(),
+               testing::StartsWith("1 1 Unit::m1: 10\n0 2 Unit::m2: 20\n1 3 Unit::m3: 30\n"));
+   EXPECT_THAT(out.str(), testing::EndsWith("0 50 Unit::m50: 500\n"));
+
+   // The writable file reads the same and saves its table in ascending order.
+   std::istringstream again(bytes);
+   std::unique_ptr<Lintel::TraceFile> writable = Lintel::TraceFile::load(again);
+   EXPECT_EQ(rendered(*writable), out.str());
+   EXPECT_TRUE(writable->msgKnown(50));
+   EXPECT_EQ(writable->msgDesc(17)->pieces[0], Fen::String("Unit::m17: "));
+   EXPECT_EQ(writable->ring(1)->capacity(), 4096u);
+}
+
+TEST(LintelFile, MessageDescribedTwiceInAnyOrderIsRefused) {
+   SavedBytes f;
+   f.header(1, 3).desc(5, "a.cpp", "", {"x"}).desc(2, "a.cpp", "", {"y"});
+   f.desc(5, "b.cpp", "", {"z"}).levels().closedLevels(32);
+   EXPECT_EQ(savedError(f.bytes), "bad Lintel trace file: message 5 is described twice");
+}
+
+TEST(LintelFile, UnknownTypeLetterIsRefusedWithTheDescription) {
+   SavedBytes f;
+   f.header(1, 1).desc(3, "a.cpp", "iq", {"%s %s"}).levels().closedLevels(32);
+   EXPECT_EQ(savedError(f.bytes),
+             "bad Lintel trace file: message 3 has the unknown type letter 'q'");
+   SavedBytes g;
+   g.header(1, 1).desc(3, "a.cpp", std::string_view("\x01", 1), {"%s"}).levels().closedLevels(32);
+   EXPECT_EQ(savedError(g.bytes),
+             "bad Lintel trace file: message 3 has the unknown type byte 0x01");
+}
+
+TEST(LintelFile, ClaimsPastTheEndAreCutShortBeforeTheyAreMade) {
+   // A ring of 1 GiB whose records claim 1 GiB, with one record there.
+   SavedBytes f;
+   f.header(2, 1).desc(1, "a.cpp", "i", {"%s"}).levels();
+   f.level(std::uint64_t{1} << 30, record(1, 1, 5), 1u << 30).closedLevels(31);
+   EXPECT_EQ(savedError(f.bytes),
+             "bad Lintel trace file: it is cut short: it claims 1073741824 bytes for the "
+             "records (level 0), but only 1140 are left");
+   // A count of descriptions that the file does not hold.
+   SavedBytes g;
+   g.header(1, 1000).desc(1, "a.cpp", "", {"x"});
+   EXPECT_EQ(savedError(g.bytes),
+             "bad Lintel trace file: it is cut short while reading a message number "
+             "(description 2 of the 1000 it claims)");
+   // A string longer than the format allows.
+   SavedBytes h;
+   h.header(1, 1).u32(1).u32(1).u32(0xFFFFFFFFu);
+   EXPECT_EQ(savedError(h.bytes),
+             "bad Lintel trace file: a source file name (description 1 of the 1 it claims) is "
+             "4294967295 bytes long, more than 1048576");
+   // Records longer than their ring.
+   SavedBytes k;
+   k.header(2, 1).desc(1, "a.cpp", "i", {"%s"}).levels().closedLevels(3);
+   k.level(64, std::string(128, '\0')).closedLevels(28);
+   EXPECT_EQ(savedError(k.bytes),
+             "bad Lintel trace file: level 3: 128 bytes of records do not fit a ring of 64 bytes");
+   // A ring size that is not one.
+   SavedBytes m;
+   m.header(1, 0).levels().level(100, "").closedLevels(31);
+   EXPECT_EQ(savedError(m.bytes), "bad Lintel trace file: level 0 has a ring of 100 bytes");
+   SavedBytes n;
+   n.header(1, 0).levels(31);
+   EXPECT_EQ(savedError(n.bytes), "bad Lintel trace file: it has 31 levels, not 32");
+}
+
+TEST(LintelFile, WellFormedFileOfHugeRingsHoldsOnlyItsBytes) {
+   // Every level claims 1 GiB and holds one record: read for printing, each
+   // level keeps its 24 bytes.
+   SavedBytes f;
+   f.header(33, 1).desc(1, "a.cpp", "i", {"n=", "%s"}).levels();
+   for (std::uint32_t level = 0; level < Lintel::levelCount; ++level)
+      f.level(std::uint64_t{1} << 30, record(1, level + 1, level));
+   std::istringstream in(f.bytes);
+   std::unique_ptr<Lintel::SavedTraceFile> saved = Lintel::SavedTraceFile::load(in);
+   for (int level = 0; level < Lintel::levelCount; ++level) {
+      EXPECT_EQ(saved->level(level).capacity, std::uint64_t{1} << 30);
+      EXPECT_EQ(saved->level(level).records.size(), 24u);
+   }
+   std::ostringstream out;
+   saved->render(out);
+   EXPECT_THAT(out.str(), testing::StartsWith("0 1 n=0\n1 2 n=1\n"));
+}
+
+TEST(LintelFile, FilterKeepsLevelsAndFacilities) {
+   SavedBytes f;
+   f.header(5, 2).desc(2, "WexVlanMapping/WexIntfEncapSm.cpp", "i", {"encap ", "%s"});
+   f.desc(1, "WexVlanMapping/WexDynamicEncapSm.cpp", "i", {"dynamic ", "%s"}).levels();
+   f.closedLevels(7).level(64, record(2, 1, 1) + record(1, 3, 3)).level(64, record(2, 2, 2));
+   f.level(64, record(1, 4, 4)).closedLevels(22);
+   std::istringstream in(f.bytes);
+   std::unique_ptr<Lintel::SavedTraceFile> saved = Lintel::SavedTraceFile::load(in);
+   EXPECT_EQ(Lintel::msgFacility(*saved->msgDesc(2)), "WexIntfEncapSm");
+   auto text = [&](Lintel::RenderFilter const& filter) {
+      std::ostringstream out;
+      saved->render(out, filter);
+      return out.str();
+   };
+   EXPECT_EQ(text({}), "7 1 encap 1\n8 2 encap 2\n7 3 dynamic 3\n9 4 dynamic 4\n");
+   Lintel::RenderFilter levels;
+   levels.levels = (1u << 8) | (1u << 9);
+   EXPECT_EQ(text(levels), "8 2 encap 2\n9 4 dynamic 4\n");
+   Lintel::RenderFilter facility;
+   facility.facilities = {Fen::String("WexDynamicEncapSm")};
+   EXPECT_EQ(text(facility), "7 3 dynamic 3\n9 4 dynamic 4\n");
+   facility.levels = 1u << 7;
+   EXPECT_EQ(text(facility), "7 3 dynamic 3\n");
+   facility.facilities.emplace_back("WexIntfEncapSm");
+   EXPECT_EQ(text(facility), "7 1 encap 1\n7 3 dynamic 3\n");
+}
+
+TEST(LintelFile, RenderingStopsAtTheFirstLineTheStreamRefuses) {
+   std::string const bytes = descendingFile(20);
+   std::istringstream in(bytes);
+   auto const files = Lintel::loadTraceFiles(in);
+   std::ostringstream out;
+   out.setstate(std::ios::badbit);
+   Lintel::renderTraceFiles(files, out);
+   EXPECT_TRUE(out.str().empty());
+   EXPECT_TRUE(out.bad());
 }
 
 // ---- The ring and the description API directly ----
