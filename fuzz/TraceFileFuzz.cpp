@@ -154,36 +154,10 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
 
 #ifdef WEXVM_FUZZ_REPLAY
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include "FuzzReplay.h"
 
-int main(int argc, char** argv) {
-   std::vector<std::filesystem::path> files;
-   for (int i = 1; i < argc; ++i) {
-      std::filesystem::path const arg(argv[i]);
-      if (std::filesystem::is_directory(arg)) {
-         for (auto const& entry : std::filesystem::directory_iterator(arg)) {
-            if (entry.is_regular_file()) files.push_back(entry.path());
-         }
-      } else {
-         files.push_back(arg);
-      }
-   }
-   std::sort(files.begin(), files.end());
-   for (auto const& file : files) {
-      std::ifstream in(file, std::ios::binary);
-      if (!in) {
-         std::fprintf(stderr, "cannot read %s\n", file.c_str());
-         return 1;
-      }
-      std::string const bytes((std::istreambuf_iterator<char>(in)),
-                              std::istreambuf_iterator<char>());
-      LLVMFuzzerTestOneInput(reinterpret_cast<std::uint8_t const*>(bytes.data()), bytes.size());
-   }
-   std::printf("replayed %zu inputs, %zu of them whole trace files\n", files.size(), loadedInputs);
-   return files.empty() ? 1 : 0;
+std::string fuzzReplayTail() {
+   return ", " + std::to_string(loadedInputs) + " of them whole trace files";
 }
 
 #endif
