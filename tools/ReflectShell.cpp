@@ -10,6 +10,7 @@
 #include "Fen/Exception.h"
 #include "Fen/GenericIf.h"
 #include "Fen/String.h"
+#include "Json.h"
 
 namespace WexVlanMappingTool {
 
@@ -356,38 +357,6 @@ std::uint32_t countOf(Holder& h, FenAttr a) {
 }
 
 // ---- JSON ------------------------------------------------------------------------------
-
-std::string jsonString(std::string const& s) {
-   std::string out = "\"";
-   for (char const c : s) {
-      switch (c) {
-         case '"':
-            out += "\\\"";
-            break;
-         case '\\':
-            out += "\\\\";
-            break;
-         case '\n':
-            out += "\\n";
-            break;
-         case '\r':
-            out += "\\r";
-            break;
-         case '\t':
-            out += "\\t";
-            break;
-         default:
-            if (static_cast<unsigned char>(c) < 0x20) {
-               char buf[8];
-               std::snprintf(buf, sizeof buf, "\\u%04x", static_cast<unsigned>(c));
-               out += buf;
-            } else {
-               out += c;
-            }
-      }
-   }
-   return out + "\"";
-}
 
 class Dumper {
 public:

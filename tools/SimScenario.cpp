@@ -25,6 +25,7 @@
 #include "Fen/Notifiee.h"
 #include "Fen/Ptr.h"
 #include "Fen/Trace.h"
+#include "Json.h"
 #include "Lintel/TraceHandle.h"
 #include "MacsecProxy/Status.h"
 #include "ReflectShell.h"
@@ -1122,43 +1123,11 @@ void parse(Line& line, LineContext const& at) {
 
 // ---- output -----------------------------------------------------------------
 
-std::string jsonText(std::string const& s) {
-   std::string out = "\"";
-   for (unsigned char c : s) {
-      switch (c) {
-         case '"':
-            out += "\\\"";
-            break;
-         case '\\':
-            out += "\\\\";
-            break;
-         case '\n':
-            out += "\\n";
-            break;
-         case '\t':
-            out += "\\t";
-            break;
-         case '\r':
-            out += "\\r";
-            break;
-         default:
-            if (c < 0x20) {
-               char buf[8];
-               std::snprintf(buf, sizeof buf, "\\u%04x", c);
-               out += buf;
-            } else {
-               out += static_cast<char>(c);
-            }
-      }
-   }
-   return out + "\"";
-}
-
 // "encap     Ethernet1 100" -> kind "encap", key "Ethernet1 100".
 std::string jsonLineFields(std::string const& pictureKey) {
    std::string const kind = pictureKey.substr(0, pictureKey.find(' '));
    std::string const key = pictureKey.size() > 10 ? pictureKey.substr(10) : std::string();
-   return "\"kind\":" + jsonText(kind) + ",\"key\":" + jsonText(key);
+   return "\"kind\":" + jsonString(kind) + ",\"key\":" + jsonString(key);
 }
 
 struct Counts {
@@ -1183,7 +1152,7 @@ private:
    }
    // One command's record in jsonl: its fields so far, closed by endRecord.
    void beginRecord(std::string const& source, Line const& line) {
-      record_ = "{\"file\":" + jsonText(source) + ",\"line\":" + std::to_string(line.lineNo);
+      record_ = "{\"file\":" + jsonString(source) + ",\"line\":" + std::to_string(line.lineNo);
       trace_.clear();
       output_.str(std::string());
    }
@@ -1191,7 +1160,7 @@ private:
       if (!trace_.empty()) {
          record_ += ",\"trace\":[";
          for (std::size_t i = 0; i < trace_.size(); ++i)
-            record_ += (i ? "," : "") + jsonText(trace_[i]);
+            record_ += (i ? "," : "") + jsonString(trace_[i]);
          record_ += "]";
       }
       if (verbose() || failure) out_ << record_ << "}\n";
@@ -1220,8 +1189,8 @@ void Runner::printChanges(std::vector<Change> const& changes) {
       for (auto const& c : changes) {
          record_ +=
              std::string(first ? "" : ",") + "{\"op\":\"" + c.op + "\"," + jsonLineFields(c.key);
-         if (c.op != '+') record_ += ",\"before\":" + jsonText(c.before);
-         if (c.op != '-') record_ += ",\"after\":" + jsonText(c.after);
+         if (c.op != '+') record_ += ",\"before\":" + jsonString(c.before);
+         if (c.op != '-') record_ += ",\"after\":" + jsonString(c.after);
          record_ += "}";
          first = false;
       }
@@ -1250,9 +1219,9 @@ void Runner::restartCheck(Switch const& sw, std::string const& source, int lineN
       notAllowed = notAllowed || !d.allowed;
       if (!d.allowed) ++counts_.notAllowed;
       if (jsonl()) {
-         record_ += std::string(first ? "" : ",") + "{\"what\":" + jsonText(d.what) +
+         record_ += std::string(first ? "" : ",") + "{\"what\":" + jsonString(d.what) +
                     ",\"allowed\":" + (d.allowed ? "true" : "false");
-         if (d.allowed) record_ += ",\"why\":" + jsonText(d.why);
+         if (d.allowed) record_ += ",\"why\":" + jsonString(d.why);
          record_ += "}";
          first = false;
       } else if (verbose() || !d.allowed) {
@@ -1355,8 +1324,9 @@ void Runner::runOne(ScenarioInput const& input) {
             } catch (Fen::RangeException const& e) {
                if (jsonl()) {
                   beginRecord(source, line);
-                  record_ += ",\"command\":" + jsonText(line.text.substr(0, line.text.find('#'))) +
-                             ",\"error\":" + jsonText(e.what());
+                  record_ +=
+                      ",\"command\":" + jsonString(line.text.substr(0, line.text.find('#'))) +
+                      ",\"error\":" + jsonString(e.what());
                   endRecord(true);
                }
                report(source, lineNo, e.what());
@@ -1371,7 +1341,7 @@ void Runner::runOne(ScenarioInput const& input) {
             std::string const heading = line.text.substr(line.text.find("step") + 5);
             if (jsonl()) {
                beginRecord(source, line);
-               record_ += ",\"step\":" + jsonText(heading);
+               record_ += ",\"step\":" + jsonString(heading);
                endRecord(false);
             } else if (verbose()) {
                out_ << "\n== " << heading << "\n";
@@ -1385,7 +1355,7 @@ void Runner::runOne(ScenarioInput const& input) {
                bool first = true;
                for (auto const& [k, v] : sw.shown()) {
                   record_ += std::string(first ? "" : ",") + "{" + jsonLineFields(k) +
-                             ",\"value\":" + jsonText(v) + "}";
+                             ",\"value\":" + jsonString(v) + "}";
                   first = false;
                }
                record_ += "]";
@@ -1412,10 +1382,10 @@ void Runner::runOne(ScenarioInput const& input) {
             };
             if (jsonl()) {
                beginRecord(source, line);
-               record_ += ",\"command\":" + jsonText(command) +
+               record_ += ",\"command\":" + jsonString(command) +
                           ",\"expect\":{\"held\":" + (held ? "true" : "false") +
-                          ",\"expected\":" + jsonText(lineText(x.expected)) +
-                          ",\"actual\":" + jsonText(lineText(actual)) + "}";
+                          ",\"expected\":" + jsonString(lineText(x.expected)) +
+                          ",\"actual\":" + jsonString(lineText(actual)) + "}";
                endRecord(!held);
             } else if (!held) {
                if (verbose()) {
@@ -1432,7 +1402,7 @@ void Runner::runOne(ScenarioInput const& input) {
          ++counts_.commands;
          if (jsonl()) {
             beginRecord(source, line);
-            record_ += ",\"command\":" + jsonText(command);
+            record_ += ",\"command\":" + jsonString(command);
          } else if (verbose()) {
             out_ << "> " << command << "\n";
          }
@@ -1447,13 +1417,13 @@ void Runner::runOne(ScenarioInput const& input) {
                shell.run(line.text, verbose() ? answer : quietAnswer);
             } catch (Fen::RangeException const& e) {
                report(source, lineNo, e.what());
-               if (jsonl()) record_ += ",\"error\":" + jsonText(e.what());
+               if (jsonl()) record_ += ",\"error\":" + jsonString(e.what());
                refused = true;
                failure = true;
                ++counts_.refused;
             }
             if (jsonl() && !output_.str().empty())
-               record_ += ",\"output\":" + jsonText(output_.str());
+               record_ += ",\"output\":" + jsonString(output_.str());
             if (!ReflectShell::changesState(line.words)) {
                if (jsonl()) endRecord(failure);
                if (interactive) out_.flush();
@@ -1472,7 +1442,7 @@ void Runner::runOne(ScenarioInput const& input) {
                line.action(sw);
             } catch (Fen::RangeException const& e) {
                if (jsonl()) {
-                  record_ += ",\"error\":" + jsonText(e.what());
+                  record_ += ",\"error\":" + jsonString(e.what());
                   endRecord(true);
                }
                report(source, lineNo, e.what());
@@ -1493,7 +1463,8 @@ void Runner::runOne(ScenarioInput const& input) {
       }
       if (options_.restartCheck == RestartCheck::atEnd && lastCommand && out_) {
          if (jsonl()) {
-            record_ = "{\"file\":" + jsonText(source) + ",\"line\":" + std::to_string(lastCommand);
+            record_ =
+                "{\"file\":" + jsonString(source) + ",\"line\":" + std::to_string(lastCommand);
             trace_.clear();
          }
          restartCheck(sw, source, lastCommand);
@@ -1509,7 +1480,7 @@ int Runner::run(std::vector<ScenarioInput> const& inputs) {
    for (auto const& input : inputs) {
       if (inputs.size() > 1 && verbose()) {
          if (jsonl()) {
-            out_ << "{\"file\":" << jsonText(input.name) << ",\"scenario\":true}\n";
+            out_ << "{\"file\":" << jsonString(input.name) << ",\"scenario\":true}\n";
          } else {
             out_ << "=== " << input.name << "\n";
          }
