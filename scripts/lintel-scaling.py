@@ -27,7 +27,10 @@ import sys
 import tempfile
 import time
 
+# "LINTEL\0" and the format version. Version 2 adds the type names of the
+# arguments to each description; lintel-dump reads both.
 MAGIC = b"LINTEL\0\1"
+MAGIC_V2 = b"LINTEL\0\2"
 BYTE_ORDER = 0x01020304
 LEVELS = 32
 RING_MIN = 64
@@ -48,10 +51,14 @@ def string(b):
     return u32(len(b)) + b
 
 
-def description(msg_id, source, types, styles, pieces, line=1):
+def description(msg_id, source, types, styles, pieces, line=1, type_names=None):
     """One message description: number, source line and file, the type letter
-    and style of each argument, and the text in pieces ("%s" for each)."""
+    and style of each argument, and the text in pieces ("%s" for each).
+    `type_names` (a list, one per argument: the enumeration of an "e" argument,
+    empty for the others) makes a description of version 2."""
     out = u32(msg_id) + u32(line) + string(source) + string(types) + string(styles)
+    if type_names is not None:
+        out += u32(len(type_names)) + b"".join(string(n) for n in type_names)
     out += u32(len(pieces)) + b"".join(string(p) for p in pieces)
     return out
 
@@ -86,12 +93,13 @@ def ring_for(nbytes):
 
 
 def trace_file(descriptions, levels=None, name=b"", next_seq=1, count=None,
-               level_count=LEVELS):
+               level_count=LEVELS, magic=MAGIC):
     """A whole file: `descriptions` already laid out, and up to 32 levels laid
-    out by level() (the missing ones closed and empty)."""
+    out by level() (the missing ones closed and empty). Version 1 unless
+    `magic` is MAGIC_V2 (whose descriptions have type names)."""
     levels = list(levels or [])
     levels += [level()] * (level_count - len(levels))
-    out = MAGIC + u32(BYTE_ORDER) + string(name) + u64(next_seq)
+    out = magic + u32(BYTE_ORDER) + string(name) + u64(next_seq)
     out += u32(len(descriptions) if count is None else count) + b"".join(descriptions)
     return out + u32(level_count) + b"".join(levels)
 

@@ -5,6 +5,10 @@
 // <file> is a saved Lintel trace, or "-" for standard input. Each record becomes
 // one line "<level> <sequence> <message>", in sequence order; a stream holding
 // the files of several threads prints each after a line "== <name> ==".
+// Statuses and other enumerators print by name ("hwStatus hwStatusSuccess")
+// where the statement's description names a reflected enumeration that this
+// build knows; otherwise, and for a byte that is no enumerator, as a number.
+// Files of the previous format version (without enumeration names) print too.
 //
 // Filters, which may be repeated and add up:
 //   --facility <name>  only the statements of that facility. A description
@@ -49,6 +53,7 @@ constexpr char usageText[] =
     "usage: lintel-dump [--facility <name>]... [--level <levels>]... <file>\n"
     "Prints the records of a saved Lintel trace file (\"-\" reads standard input),\n"
     "one line \"<level> <sequence> <message>\" each, in sequence order.\n"
+    "Statuses and other enumerators print by name where the trace names their type.\n"
     "\n"
     "  --facility <name>  only the statements of that facility: the name of their\n"
     "                     source file without folders and extension\n"

@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include "Fen/GenericIf.h"
 #include "Lintel/MsgDesc.h"
 
 namespace Gantry {
@@ -63,11 +64,22 @@ std::string const& LintelConverter::text() {
 }
 
 int msgDescIs(Lintel::TraceFile* file, int* msgId, char const* format, char const* types,
-              char const* styles, char const* sourceFile, int line) {
+              char const* styles, Fen::FwkType const* enumTypes, char const* sourceFile, int line) {
    Lintel::MsgFormatString argTypes;
    for (char const* t = types; *t; ++t) {
+      std::ptrdiff_t const a = t - types;
+      if (*t == 'e') {
+         // The type's full name, as reflection publishes it. A module not built
+         // yet (a statement run by a static initialiser) leaves the name empty:
+         // the dump then prints the number.
+         Fen::TypeView const type(enumTypes[a]);
+         bool const known =
+             type.module && type.module->types && type.index < type.module->typeCount;
+         argTypes.putEnum(known ? Fen::String(type.name()) : Fen::String(), styles[a]);
+         continue;
+      }
       char const letter[2] = {*t, '\0'};
-      argTypes.put(letter, styles[t - types]);
+      argTypes.put(letter, styles[a]);
    }
    Lintel::MsgDesc desc(file, msgId, sourceFile, line);
    desc << argTypes;

@@ -27,12 +27,16 @@
 // ---------
 //   strings (Fen::String, std::string, std::string_view, C strings)  ring "p"
 //   bool                                           "b", text "true"/"false"
+//   reflected enums of one byte (a status)         "e", with the type's name
 //   16-bit integers and enums (vid, tpid)          "s"
-//   8- and 32-bit integers and enums (a status)    "i"
+//   8- and 32-bit integers and other enums         "i"
 //   64-bit integers (counts)                       "l"
-// In text, integers print in decimal and enums through their operator<< (an
-// enum without one prints as its number). Anything else is refused at compile
-// time: an interface goes in as intfId.stringValue().
+// A reflected enum is one with a Fen::TypeOf specialisation (Fen/TypeOf.h): its
+// description names its type ("Ulva::IntfEncapHwStatus"), so that a dump prints
+// the enumerator's name ("hwStatusSuccess") where it would print 2. In text,
+// integers print in decimal and enums through their operator<< (an enum
+// without one prints as its number). Anything else is refused at compile time:
+// an interface goes in as intfId.stringValue().
 //
 // Thread safety
 // -------------
@@ -52,6 +56,7 @@
 
 #include "Fen/String.h"
 #include "Fen/Trace.h"
+#include "Fen/TypeOf.h"
 #include "Lintel/TraceFile.h"
 #include "Lintel/TraceHandle.h"
 
@@ -73,6 +78,25 @@ inline constexpr bool isLintelNumber = (std::is_integral_v<T> ||
 template <class T>
 inline constexpr bool alwaysFalse = false;
 
+// An enum of one byte that reflection knows by name: a dump prints its
+// enumerators by name.
+template <class T>
+concept LintelReflectedEnum = std::is_enum_v<T> && sizeof(T) == 1 && requires {
+   Fen::TypeOf<T>::module;
+   Fen::TypeOf<T>::index;
+};
+
+// The reflected type of an argument of type T; none for any but a reflected enum.
+template <class T>
+consteval Fen::FwkType lintelEnumType() {
+   using U = std::remove_cvref_t<T>;
+   if constexpr (LintelReflectedEnum<U>) {
+      return Fen::FwkType{Fen::TypeOf<U>::module, Fen::TypeOf<U>::index};
+   } else {
+      return Fen::FwkType{};
+   }
+}
+
 // The type letter of an argument of type T.
 template <class T>
 consteval char lintelTypeLetter() {
@@ -81,6 +105,8 @@ consteval char lintelTypeLetter() {
       return 'p';
    } else if constexpr (std::is_same_v<U, bool>) {
       return 'b';
+   } else if constexpr (LintelReflectedEnum<U>) {
+      return 'e';
    } else if constexpr (isLintelNumber<U>) {
       static_assert(sizeof(U) <= 8, "integers of at most 64 bits");
       return sizeof(U) == 2 ? 's' : sizeof(U) == 8 ? 'l' : 'i';
@@ -147,7 +173,7 @@ template <class T>
 std::size_t lintelBytes(T const& v) {
    if constexpr (isLintelString<T>) {
       return Lintel::RingBuf::stringBytes(lintelStringView(v));
-   } else if constexpr (std::is_same_v<T, bool>) {
+   } else if constexpr (std::is_same_v<T, bool> || LintelReflectedEnum<T>) {
       return 1;
    } else {
       return sizeof(lintelNumber(v));
@@ -160,6 +186,8 @@ void lintelPut(Lintel::RecordCursor& c, T const& v) {
       c.put(lintelStringView(v));
    } else if constexpr (std::is_same_v<T, bool>) {
       c.raw(static_cast<std::uint8_t>(v ? 1 : 0));
+   } else if constexpr (LintelReflectedEnum<T>) {
+      c.raw(static_cast<std::uint8_t>(v));
    } else {
       c.raw(lintelNumber(v));
    }
@@ -233,9 +261,10 @@ private:
 
 // ---- The statement ----
 
-// Enters a statement's description in `file` and returns its number.
+// Enters a statement's description in `file` and returns its number. `enumTypes`
+// has the reflected type of each "e" argument, at its place among `types`.
 int msgDescIs(Lintel::TraceFile* file, int* msgId, char const* format, char const* types,
-              char const* styles, char const* sourceFile, int line);
+              char const* styles, Fen::FwkType const* enumTypes, char const* sourceFile, int line);
 
 template <class... A>
 [[gnu::noinline]] void traceStatement(Fen::TraceHandle const& handle, int level, int* msgId,
@@ -246,7 +275,8 @@ template <class... A>
       if (!file->msgKnown(id)) [[unlikely]] {
          static constexpr char types[] = {lintelTypeLetter<A>()..., '\0'};
          static constexpr char styles[] = {lintelStyle<A>()..., '\0'};
-         id = msgDescIs(file, msgId, format, types, styles, sourceFile, line);
+         static constexpr Fen::FwkType enumTypes[] = {lintelEnumType<A>()..., Fen::FwkType{}};
+         id = msgDescIs(file, msgId, format, types, styles, enumTypes, sourceFile, line);
       }
       Lintel::RingBuf* ring = file->ring(level);
       if (ring->startMsg(file, id, (std::size_t{0} + ... + lintelBytes(args)))) {

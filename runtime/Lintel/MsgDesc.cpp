@@ -45,6 +45,12 @@ Fen::String MsgDescription::rendered(std::vector<std::string> const& args) const
 void MsgFormatString::put(char const* typeLetter, char style) {
    types_ += Fen::String(typeLetter);
    styles_ += Fen::String(std::string(1, style));
+   typeNames_.emplace_back();
+}
+
+void MsgFormatString::putEnum(Fen::String const& typeName, char style) {
+   put("e", style);
+   typeNames_.back() = typeName;
 }
 
 MsgDesc::MsgDesc(TraceFile* file, int* msgId, char const* sourceFile, int line)
@@ -66,6 +72,7 @@ MsgDesc& MsgDesc::operator<<(Fen::String const& piece) {
 MsgDesc& MsgDesc::operator<<(MsgFormatString const& format) {
    desc_.types = format.types();
    desc_.styles = format.styles();
+   desc_.typeNames = format.typeNames();
    return *this;
 }
 

@@ -12,10 +12,12 @@
 // file's table. Records then carry only the number and the raw arguments.
 //
 // Type letters, one per argument: "p" a string written inline, "b" a bool of one
-// byte, "s" 16 bits, "i" 32 bits, "l" 64 bits. Each argument also has a style,
-// which only says how a dump prints the number: 'u' unsigned decimal, 'd'
-// signed decimal, 'x' hexadecimal with four digits at least ("0x8100"), and
-// '-' for strings and bools.
+// byte, "s" 16 bits, "i" 32 bits, "l" 64 bits, "e" a reflected enumeration of
+// one byte. Each argument also has a style, which only says how a dump prints
+// the number: 'u' unsigned decimal, 'd' signed decimal, 'x' hexadecimal with
+// four digits at least ("0x8100"), and '-' for strings and bools. An "e"
+// argument also names its enumeration's type ("Ulva::IntfEncapHwStatus"), so
+// that a dump prints the enumerator's name, looked up through reflection.
 #pragma once
 
 #include <string>
@@ -35,6 +37,9 @@ struct MsgDescription {
    Fen::String types;
    // One style per argument.
    Fen::String styles;
+   // The type name of each "e" argument, empty for the others: one per argument,
+   // or none at all in a description read from a file of format version 1.
+   std::vector<Fen::String> typeNames;
    // The message text in pieces: literals and "%s", one "%s" per argument.
    std::vector<Fen::String> pieces;
 
@@ -48,12 +53,18 @@ class MsgFormatString {
 public:
    // Appends one argument: its type letter and its style.
    void put(char const* typeLetter, char style = '-');
+   // Appends an "e" argument of the enumeration named `typeName`; the style
+   // says how a dump prints the byte when it does not know the name.
+   void putEnum(Fen::String const& typeName, char style = 'u');
    Fen::String const& types() const { return types_; }
    Fen::String const& styles() const { return styles_; }
+   // One per argument; empty for all but the "e" ones.
+   std::vector<Fen::String> const& typeNames() const { return typeNames_; }
 
 private:
    Fen::String types_;
    Fen::String styles_;
+   std::vector<Fen::String> typeNames_;
 };
 
 class MsgDesc {

@@ -4,14 +4,19 @@
 #include <cinttypes>
 #include <cstdio>
 #include <string>
+#include <unordered_map>
 
 #include "Fen/Exception.h"
+#include "Fen/GenericIf.h"
 
 namespace Lintel {
 
 namespace {
 
-constexpr char magic[8] = {'L', 'I', 'N', 'T', 'E', 'L', '\0', '\1'};
+// The magic number is "LINTEL\0" and the format's version. Version 1 has no type
+// names in its descriptions and no "e" arguments; it is still read.
+constexpr char magic[7] = {'L', 'I', 'N', 'T', 'E', 'L', '\0'};
+constexpr unsigned char formatVersion = 2;
 constexpr std::uint32_t byteOrderWord = 0x01020304u;
 // Sanity bounds for what a file may announce before it is read.
 constexpr std::uint32_t stringBytesLimit = 1u << 20;
@@ -21,10 +26,44 @@ constexpr std::uint32_t countLimit = 1u << 20;
    Fen::throwRangeException(Fen::String("bad Lintel trace file: ") + what);
 }
 
+// The names of enumerators, through reflection, by their enumeration's type
+// name; each type is looked up once.
+class EnumNames {
+public:
+   // The string form of `value` in the enumeration `typeName`: its name, or the
+   // number in decimal when it has none. Empty when this process does not know
+   // that enumeration (a file of another build).
+   std::string text(std::string_view typeName, std::uint8_t value) {
+      auto it = types_.find(typeName);
+      if (it == types_.end()) it = types_.emplace(std::string(typeName), typeOf(typeName)).first;
+      if (!it->second) return std::string();
+      Fen::GenericValue v(it->second);
+      *static_cast<unsigned char*>(v.ptr()) = value;
+      return v.strRep().stdString();
+   }
+
+private:
+   // The reflected enumeration of one byte of that name; a null view for none.
+   static Fen::TypeView typeOf(std::string_view typeName) {
+      if (typeName.empty()) return {};
+      Fen::TypeView const t = Fen::fenType(typeName);
+      if (!t || t.family() != Fen::TypeFamily::enumeration || t.record().size != 1) return {};
+      return t;
+   }
+
+   struct Hash {
+      using is_transparent = void;
+      std::size_t operator()(std::string_view s) const { return std::hash<std::string_view>{}(s); }
+   };
+   std::unordered_map<std::string, Fen::TypeView, Hash, std::equal_to<>> types_;
+};
+
 // Arguments of one record, as text, following the description's types; false
 // (with `error` set) when the payload does not hold exactly those arguments.
+// Enumerators print by name through `enumNames`, or as numbers without it.
 bool decodedArgs(MsgDescription const& desc, std::string_view payload,
-                 std::vector<std::string>& args, std::string& error) {
+                 std::vector<std::string>& args, std::string& error,
+                 EnumNames* enumNames = nullptr) {
    args.clear();
    std::size_t pos = 0;
    auto need = [&](std::size_t n) {
@@ -80,6 +119,18 @@ bool decodedArgs(MsgDescription const& desc, std::string_view payload,
             std::uint32_t const v = RingBuf::load<std::uint32_t>(p);
             args.push_back(number(v, static_cast<std::int32_t>(v), style, 4));
             pos += 4;
+            break;
+         }
+         case 'e': {
+            if (!need(1)) return false;
+            std::uint8_t const v = RingBuf::load<std::uint8_t>(p);
+            std::string name;
+            if (enumNames && a < desc.typeNames.size()) {
+               name = enumNames->text(desc.typeNames[a].view(), v);
+            }
+            args.push_back(name.empty() ? number(v, static_cast<std::int8_t>(v), style, 4)
+                                        : std::move(name));
+            pos += 1;
             break;
          }
          case 'l': {
@@ -183,9 +234,9 @@ void forEachSavedRecord(std::string_view bytes, F&& f) {
 
 // The text of one record.
 Fen::String renderedText(MsgDescription const* desc, RingBuf::Record const& r,
-                         std::vector<std::string>& args, std::string& error) {
+                         std::vector<std::string>& args, std::string& error, EnumNames& enumNames) {
    if (!desc) return Fen::format("<message %d not described>", r.msgId);
-   if (!decodedArgs(*desc, r.payload, args, error)) {
+   if (!decodedArgs(*desc, r.payload, args, error, &enumNames)) {
       return Fen::format("<message %d: %s>", r.msgId, error.c_str());
    }
    return desc->rendered(args);
@@ -255,10 +306,11 @@ std::vector<RenderedRecord> TraceFile::renderedRecords() const {
    std::vector<RenderedRecord> out;
    std::vector<std::string> args;
    std::string error;
+   EnumNames enumNames;
    for (int level = 0; level < levelCount; ++level) {
       ring(level)->forEachRecord([&](RingBuf::Record const& r) {
-         out.push_back(
-             RenderedRecord{level, r.seq, r.msgId, renderedText(msgDesc(r.msgId), r, args, error)});
+         out.push_back(RenderedRecord{level, r.seq, r.msgId,
+                                      renderedText(msgDesc(r.msgId), r, args, error, enumNames)});
       });
    }
    sortedBySeq(out);
@@ -271,6 +323,7 @@ void TraceFile::render(std::ostream& out) const {
 
 void TraceFile::save(std::ostream& out) const {
    out.write(magic, sizeof magic);
+   writeRaw(out, formatVersion);
    writeRaw(out, byteOrderWord);
    writeString(out, name_.view());
    writeRaw(out, nextSeq_);
@@ -281,6 +334,9 @@ void TraceFile::save(std::ostream& out) const {
       writeString(out, d.sourceFile.view());
       writeString(out, d.types.view());
       writeString(out, d.styles.view());
+      writeRaw(out, static_cast<std::uint32_t>(d.types.size()));
+      for (std::size_t a = 0; a < d.types.size(); ++a)
+         writeString(out, a < d.typeNames.size() ? d.typeNames[a].view() : std::string_view());
       writeRaw(out, static_cast<std::uint32_t>(d.pieces.size()));
       for (Fen::String const& p : d.pieces)
          writeString(out, p.view());
@@ -343,6 +399,11 @@ std::unique_ptr<SavedTraceFile> SavedTraceFile::load(std::istream& in) {
    char head[sizeof magic];
    rd.bytes(head, sizeof head, "the magic number");
    if (!std::equal(head, head + sizeof head, magic)) badFile("it does not start with LINTEL");
+   unsigned const version = rd.raw<std::uint8_t>("the format version");
+   if (version != 1 && version != formatVersion) {
+      badFile(Fen::format("it is of format version %u, not 1 or %u", version,
+                          static_cast<unsigned>(formatVersion)));
+   }
    if (rd.raw<std::uint32_t>("the byte order") != byteOrderWord) {
       badFile("it was written on a machine of another byte order");
    }
@@ -365,6 +426,22 @@ std::unique_ptr<SavedTraceFile> SavedTraceFile::load(std::istream& in) {
       d.sourceFile = Fen::String(rd.string("a source file name"));
       d.types = Fen::String(rd.string("the types of a message"));
       d.styles = Fen::String(rd.string("the styles of a message"));
+      if (version >= 2) {
+         std::uint32_t const names = rd.raw<std::uint32_t>("the number of type names");
+         if (names != d.types.size()) {
+            badFile(Fen::format("message %u has %zu types but %u type names", id, d.types.size(),
+                                static_cast<unsigned>(names)));
+         }
+         for (std::uint32_t a = 0; a < names; ++a) {
+            d.typeNames.emplace_back(rd.string("a type name"));
+            if (d.types.charPtr()[a] != 'e' && !d.typeNames.back().empty()) {
+               badFile(
+                   Fen::format("message %u names a type for argument %u, which is no "
+                               "enumeration",
+                               id, static_cast<unsigned>(a)));
+            }
+         }
+      }
       std::uint32_t const pieces = rd.raw<std::uint32_t>("the number of pieces");
       if (pieces > countLimit) badFile(Fen::format("message %u claims %u pieces", id, pieces));
       for (std::uint32_t p = 0; p < pieces; ++p) {
@@ -374,8 +451,10 @@ std::unique_ptr<SavedTraceFile> SavedTraceFile::load(std::istream& in) {
          badFile(Fen::format("message %u has %zu types but %zu styles", id, d.types.size(),
                              d.styles.size()));
       }
+      // Version 1 has no "e" arguments.
+      std::string_view const letters = version >= 2 ? "pbsile" : "pbsil";
       for (char const t : d.types.view()) {
-         if (std::string_view("pbsil").find(t) == std::string_view::npos) {
+         if (letters.find(t) == std::string_view::npos) {
             badFile(Fen::format("message %u has the unknown %s", id, typeLetterText(t).c_str()));
          }
       }
@@ -460,15 +539,16 @@ std::vector<RenderedRecord> SavedTraceFile::renderedRecords(RenderFilter const& 
    std::vector<RenderedRecord> out;
    std::vector<std::string> args;
    std::string error;
+   EnumNames enumNames;
    for (int level = 0; level < levelCount; ++level) {
       if ((filter.levels >> level & 1u) == 0) continue;
-      forEachSavedRecord(levels_[static_cast<std::size_t>(level)].records, [&](RingBuf::
-                                                                                   Record const&
-                                                                                       r) {
-         MsgDescription const* desc = msgDesc(r.msgId);
-         if (!filter.keeps(level, desc)) return;
-         out.push_back(RenderedRecord{level, r.seq, r.msgId, renderedText(desc, r, args, error)});
-      });
+      forEachSavedRecord(
+          levels_[static_cast<std::size_t>(level)].records, [&](RingBuf::Record const& r) {
+             MsgDescription const* desc = msgDesc(r.msgId);
+             if (!filter.keeps(level, desc)) return;
+             out.push_back(RenderedRecord{level, r.seq, r.msgId,
+                                          renderedText(desc, r, args, error, enumNames)});
+          });
    }
    sortedBySeq(out);
    return out;

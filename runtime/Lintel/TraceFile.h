@@ -9,18 +9,25 @@
 // ----------
 // Host byte order, announced by a byte-order word so that a loader on another
 // order refuses the file instead of misreading it:
-//   "LINTEL\0\1"              magic, 8 bytes
+//   "LINTEL\0"                magic, 7 bytes
+//   u8 2                      format version
 //   u32 0x01020304            byte order
 //   str name; u64 nextSeq
 //   u32 count, then per description (ascending message numbers when saved;
 //   any order is read):
 //       u32 msgId, u32 line, str sourceFile, str types, str styles,
+//       u32 typeNames (one per type), str typeName... (empty but for "e"),
 //       u32 pieces, str piece...
 //   u32 levelCount (32), then per level:
 //       u64 capacity, u64 written, u64 overwritten, u64 dropped,
 //       str records (RingBuf::contents())
 // where str is u32 length and bytes. Several saved files may follow each other
-// in one stream (one per thread).
+// in one stream (one per thread). Files of version 1 are read too: their
+// descriptions have no type names, and their arguments no "e".
+//
+// An "e" argument prints as its enumerator's name when this process reflects
+// the enumeration its description names (Fen::fenType), and as its number
+// otherwise: a file written by a build with other enumerations still prints.
 //
 // Reading a file
 // --------------
@@ -170,8 +177,9 @@ public:
 
    // Reads one saved file. Raises Fen::RangeException, naming what is wrong, for
    // anything that is not a whole, consistent trace file: a length or count
-   // past the end of the stream, sizes out of the format's bounds, a message
-   // described twice or with an unknown type letter, a record that refers to a
+   // past the end of the stream, an unknown format version, sizes out of the
+   // format's bounds, a message described twice, with an unknown type letter or
+   // with type names that do not match its types, a record that refers to a
    // message not described, does not hold exactly its arguments, or has a
    // sequence number past the file's.
    static std::unique_ptr<SavedTraceFile> load(std::istream& in);

@@ -26,6 +26,7 @@
 #include "TraceCapture.h"
 #include "Ulva/IntfEncap.h"
 #include "Ulva/IntfEncapHwStatus.h"
+#include "Ulva/ServiceIntfFwdInfo.h"
 #include "Ulva/VlanTag.h"
 
 FEN_TRACE_UNIT("LintelTestUnit");
@@ -158,11 +159,68 @@ TEST_F(LintelTrace, EncapRecordTypesAndRendering) {
    ASSERT_EQ(r.size(), 1u);
    Lintel::MsgDescription const* d = f.msgDesc(r[0].msgId);
    ASSERT_NE(d, nullptr);
-   EXPECT_EQ(d->types, Fen::String("pssssi"));
+   // The status is a reflected enum: one byte, and its type's name.
+   EXPECT_EQ(d->types, Fen::String("psssse"));
    EXPECT_EQ(d->styles, Fen::String("-uxuxu"));
-   EXPECT_EQ(r[0].text,
-             Fen::String("Unit::action: (Ethernet3/1, 100:0x8100, 4095:0x8100) hwStatus 2"));
-   EXPECT_EQ(rendered(f), "7 1 Unit::action: (Ethernet3/1, 100:0x8100, 4095:0x8100) hwStatus 2\n");
+   EXPECT_THAT(d->typeNames, ElementsAre("", "", "", "", "", "Ulva::IntfEncapHwStatus"));
+   EXPECT_EQ(r[0].text, Fen::String("Unit::action: (Ethernet3/1, 100:0x8100, 4095:0x8100) "
+                                    "hwStatus hwStatusSuccess"));
+   EXPECT_EQ(rendered(f),
+             "7 1 Unit::action: (Ethernet3/1, 100:0x8100, 4095:0x8100) hwStatus "
+             "hwStatusSuccess\n");
+}
+
+namespace {
+
+// An enum of one byte that reflection does not know.
+enum LocalColour : std::uint8_t { localRed = 1, localBlue = 2 };
+
+void colours(LocalColour c, Ulva::ServiceIntfType t, Ulva::IntfEncapHwStatus s) {
+   GANTRY_TRACE(6, "Unit::colours: %s %s %s", c, t, s);
+}
+
+}  // namespace
+
+static_assert(Gantry::lintelTypeLetter<Ulva::IntfEncapHwStatus>() == 'e');
+static_assert(Gantry::lintelTypeLetter<Ulva::IntfEncapHwStatus const&>() == 'e');
+static_assert(Gantry::lintelTypeLetter<LocalColour>() == 'i');
+static_assert(Gantry::lintelTypeLetter<Bridging::VlanTpid>() == 's');
+
+TEST_F(LintelTrace, ReflectedEnumsPrintByNameOthersAsNumbers) {
+   Lintel::TraceHandle h;
+   install(&h);
+   colours(localBlue, Ulva::serviceIntfTypeSubIntf, Ulva::hwStatusNotReady);
+   // A byte that is no enumerator prints as its number.
+   colours(localRed, Ulva::serviceIntfTypeSubIntf, static_cast<Ulva::IntfEncapHwStatus>(7));
+   Lintel::TraceFile const& f = *h.traceFile();
+   auto const r = f.renderedRecords();
+   ASSERT_EQ(r.size(), 2u);
+   Lintel::MsgDescription const* d = f.msgDesc(r[0].msgId);
+   ASSERT_NE(d, nullptr);
+   EXPECT_EQ(d->types, Fen::String("iee"));
+   EXPECT_THAT(d->typeNames, ElementsAre("", "Ulva::ServiceIntfType", "Ulva::IntfEncapHwStatus"));
+   EXPECT_EQ(r[0].text, Fen::String("Unit::colours: 2 serviceIntfTypeSubIntf hwStatusNotReady"));
+   EXPECT_EQ(r[1].text, Fen::String("Unit::colours: 1 serviceIntfTypeSubIntf 7"));
+   // Saved and read back, as lintel-dump prints it.
+   std::stringstream saved;
+   f.save(saved);
+   std::ostringstream out;
+   EXPECT_EQ(Lintel::renderTraceFiles(saved, out), 1u);
+   EXPECT_EQ(out.str(),
+             "6 1 Unit::colours: 2 serviceIntfTypeSubIntf hwStatusNotReady\n"
+             "6 2 Unit::colours: 1 serviceIntfTypeSubIntf 7\n");
+}
+
+TEST_F(LintelTrace, TextTraceOfReflectedEnumIsUnchanged) {
+   Lintel::TraceHandle h;
+   install(&h);
+   Fen::TraceHandle::levelMaskIs("LintelTestUnit", Fen::TraceFacility::levelBit(6));
+   colours(localBlue, Ulva::serviceIntfTypeSubIntf, Ulva::hwStatusSuccess);
+   ASSERT_EQ(lines().size(), 1u);
+   std::ostringstream expected;
+   expected << "Unit::colours: " << localBlue << " " << Ulva::serviceIntfTypeSubIntf << " "
+            << Ulva::hwStatusSuccess;
+   EXPECT_EQ(lines()[0], expected.str());
 }
 
 TEST_F(LintelTrace, ClosedRingSkipsRecordButTextStillRuns) {
@@ -381,7 +439,7 @@ TEST_F(LintelTrace, SaveLoadRenderRoundTrip) {
    EXPECT_EQ(loaded->ring(0)->capacity(), 128u);
    EXPECT_THAT(before, HasSubstr("8 1 Unit::handler: Ethernet3/1 isDel:false\n"
                                  "7 2 Unit::action: (Ethernet3/1, 100:0x8100, 4095:0x8100) "
-                                 "hwStatus 1\n"));
+                                 "hwStatus hwStatusNotReady\n"));
    EXPECT_THAT(before, HasSubstr("0 42 Unit::counted: 39\n8 43 Unit::handler: Ethernet3/1 "
                                  "isDel:true\n"));
    // Saving the loaded file gives the same bytes.
@@ -494,13 +552,29 @@ struct SavedBytes {
       bytes.append(s);
       return *this;
    }
-   SavedBytes& header(std::uint64_t nextSeq, std::uint32_t descs, std::string_view name = "") {
-      bytes.append("LINTEL\0\1", 8);
+   // The format version of the file: 1 has no type names in its descriptions.
+   char version = 1;
+
+   SavedBytes& header(std::uint64_t nextSeq, std::uint32_t descs, std::string_view name = "",
+                      char formatVersion = 1) {
+      version = formatVersion;
+      bytes.append("LINTEL\0", 7);
+      bytes += version;
       return u32(0x01020304).str(name).u64(nextSeq).u32(descs);
    }
+   // In version 2, `typeNames` are the description's type names (one per type
+   // when not given: all empty).
    SavedBytes& desc(std::uint32_t id, std::string_view source, std::string_view types,
-                    std::vector<std::string_view> const& pieces) {
+                    std::vector<std::string_view> const& pieces,
+                    std::optional<std::vector<std::string_view>> const& typeNames = std::nullopt) {
       u32(id).u32(7).str(source).str(types).str(std::string(types.size(), 'u'));
+      if (version >= 2) {
+         std::vector<std::string_view> const names =
+             typeNames ? *typeNames : std::vector<std::string_view>(types.size());
+         u32(static_cast<std::uint32_t>(names.size()));
+         for (std::string_view n : names)
+            str(n);
+      }
       u32(static_cast<std::uint32_t>(pieces.size()));
       for (std::string_view p : pieces)
          str(p);
@@ -596,6 +670,90 @@ TEST(LintelFile, UnknownTypeLetterIsRefusedWithTheDescription) {
    g.header(1, 1).desc(3, "a.cpp", std::string_view("\x01", 1), {"%s"}).levels().closedLevels(32);
    EXPECT_EQ(savedError(g.bytes),
              "bad Lintel trace file: message 3 has the unknown type byte 0x01");
+}
+
+namespace {
+
+// A record of one byte argument.
+std::string byteRecord(std::uint32_t msgId, std::uint64_t seq, std::uint8_t arg) {
+   SavedBytes r;
+   r.u32(24).u32(msgId).u64(seq);
+   r.bytes += static_cast<char>(arg);
+   r.bytes.append(7, '\0');
+   return r.bytes;
+}
+
+// A version 2 file of one message "s=%s" with an "e" argument of `typeName`,
+// and a record of each of `values` at level 7.
+std::string enumFile(std::string_view typeName, std::vector<std::uint8_t> const& values) {
+   SavedBytes f;
+   f.header(values.size() + 1, 1, "", 2).desc(1, "src/Unit.cpp", "e", {"s=", "%s"}, {{typeName}});
+   std::string records;
+   for (std::size_t i = 0; i < values.size(); ++i)
+      records += byteRecord(1, i + 1, values[i]);
+   f.levels().closedLevels(7).level(256, records).closedLevels(24);
+   return f.bytes;
+}
+
+std::string renderedBytes(std::string const& bytes) {
+   std::istringstream in(bytes);
+   std::ostringstream out;
+   Lintel::renderTraceFiles(in, out);
+   return out.str();
+}
+
+}  // namespace
+
+TEST(LintelFile, EnumeratorsPrintByNameWhenTheProcessKnowsTheType) {
+   EXPECT_EQ(renderedBytes(enumFile("Ulva::IntfEncapHwStatus", {2, 0, 9})),
+             "7 1 s=hwStatusSuccess\n7 2 s=hwStatusFailed\n7 3 s=9\n");
+   // A file of a build with other enumerations: the numbers.
+   EXPECT_EQ(renderedBytes(enumFile("Other::Status", {2, 0})), "7 1 s=2\n7 2 s=0\n");
+   // A reflected type that is no enumeration, and no name at all.
+   EXPECT_EQ(renderedBytes(enumFile("Ulva::IntfEncapHwStatusColl", {2})), "7 1 s=2\n");
+   EXPECT_EQ(renderedBytes(enumFile("", {1})), "7 1 s=1\n");
+   // The writable file renders the same and saves the names again.
+   std::istringstream in(enumFile("Ulva::IntfEncapHwStatus", {1}));
+   std::unique_ptr<Lintel::TraceFile> writable = Lintel::TraceFile::load(in);
+   EXPECT_EQ(rendered(*writable), "7 1 s=hwStatusNotReady\n");
+   std::stringstream saved;
+   writable->save(saved);
+   EXPECT_EQ(saved.str(), enumFile("Ulva::IntfEncapHwStatus", {1}));
+}
+
+TEST(LintelFile, VersionOneFilesAreReadAndSavedAsVersionTwo) {
+   SavedBytes f;
+   f.header(2, 1).desc(1, "a.cpp", "i", {"n=", "%s"}).levels();
+   f.level(64, record(1, 1, 5)).closedLevels(31);
+   EXPECT_EQ(renderedBytes(f.bytes), "0 1 n=5\n");
+   std::istringstream in(f.bytes);
+   std::unique_ptr<Lintel::TraceFile> writable = Lintel::TraceFile::load(in);
+   std::stringstream saved;
+   writable->save(saved);
+   EXPECT_EQ(saved.str().substr(0, 8), std::string("LINTEL\0\2", 8));
+   EXPECT_EQ(renderedBytes(saved.str()), "0 1 n=5\n");
+   // Version 1 has no "e" arguments.
+   SavedBytes g;
+   g.header(1, 1).desc(3, "a.cpp", "e", {"%s"}).levels().closedLevels(32);
+   EXPECT_EQ(savedError(g.bytes),
+             "bad Lintel trace file: message 3 has the unknown type letter 'e'");
+}
+
+TEST(LintelFile, TypeNamesThatDoNotMatchTheTypesAreRefused) {
+   SavedBytes f;
+   f.header(1, 1, "", 2).desc(3, "a.cpp", "ie", {"%s %s"}, {{"Ulva::IntfEncapHwStatus"}});
+   f.levels().closedLevels(32);
+   EXPECT_EQ(savedError(f.bytes), "bad Lintel trace file: message 3 has 2 types but 1 type names");
+   SavedBytes g;
+   g.header(1, 1, "", 2).desc(3, "a.cpp", "ie", {"%s %s"}, {{"Ulva::ServiceIntfType", ""}});
+   g.levels().closedLevels(32);
+   EXPECT_EQ(savedError(g.bytes),
+             "bad Lintel trace file: message 3 names a type for argument 0, which is no "
+             "enumeration");
+   // A version this reader does not know.
+   SavedBytes h;
+   h.header(1, 0, "", 3).levels().closedLevels(32);
+   EXPECT_EQ(savedError(h.bytes), "bad Lintel trace file: it is of format version 3, not 1 or 2");
 }
 
 TEST(LintelFile, ClaimsPastTheEndAreCutShortBeforeTheyAreMade) {
