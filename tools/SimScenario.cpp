@@ -680,9 +680,9 @@ struct CommandSpec {
    Expectation (*parseExpect)(Words const& w, LineContext const& at) = nullptr;
 };
 
-std::string usageOf(CommandSpec const& spec) {
-   std::string u = std::string("usage: ") + spec.name;
-   if (*spec.args) u += std::string(" ") + spec.args;
+std::string usageOf(CommandSpec const& command) {
+   std::string u = std::string("usage: ") + command.name;
+   if (*command.args) u += std::string(" ") + command.args;
    return u;
 }
 
@@ -1079,11 +1079,11 @@ CommandSpec const commandTable[] = {
 };
 // clang-format on
 
-// The spec of a line's command; null when there is none.
-CommandSpec const* specOf(Words const& w) {
+// The table row of a line's command; null when there is none.
+CommandSpec const* commandOf(Words const& w) {
    bool const reflect = ReflectShell::isCommand(w);
-   for (auto const& spec : commandTable) {
-      if (w[0] == spec.name && (spec.kind == Kind::reflect) == reflect) return &spec;
+   for (auto const& command : commandTable) {
+      if (w[0] == command.name && (command.kind == Kind::reflect) == reflect) return &command;
    }
    return nullptr;
 }
@@ -1101,7 +1101,7 @@ struct Line {
    int lineNo = 0;
    std::string text;
    Words words;
-   CommandSpec const* spec = nullptr;
+   CommandSpec const* command = nullptr;
    Action action;
    std::optional<Expectation> expectation;
 };
@@ -1109,15 +1109,15 @@ struct Line {
 // Parses a non-empty line: throws Fen::RangeException when it is malformed.
 void parse(Line& line, LineContext const& at) {
    Words const& w = line.words;
-   line.spec = specOf(w);
-   if (!line.spec) refuse("unknown command '" + w[0] + "'");
-   CommandSpec const& spec = *line.spec;
-   if (spec.kind == Kind::reflect) return;  // the shell parses its own lines
-   if (w.size() < spec.minWords || w.size() > spec.maxWords) refuse(usageOf(spec));
-   if (spec.kind == Kind::expect) {
-      line.expectation = spec.parseExpect(w, at);
+   line.command = commandOf(w);
+   if (!line.command) refuse("unknown command '" + w[0] + "'");
+   CommandSpec const& command = *line.command;
+   if (command.kind == Kind::reflect) return;  // the shell parses its own lines
+   if (w.size() < command.minWords || w.size() > command.maxWords) refuse(usageOf(command));
+   if (command.kind == Kind::expect) {
+      line.expectation = command.parseExpect(w, at);
    } else {
-      line.action = spec.parse(w, at);
+      line.action = command.parse(w, at);
    }
 }
 
@@ -1266,9 +1266,9 @@ void Runner::runOne(ScenarioInput const& input) {
             status_ = 1;
             return;
          }
-         withRemote = withRemote || line.spec->needs == Needs::remote;
-         withSubIntfs = withSubIntfs || line.spec->needs == Needs::subIntfs;
-         withProxy = withProxy || line.spec->needs == Needs::proxy;
+         withRemote = withRemote || line.command->needs == Needs::remote;
+         withSubIntfs = withSubIntfs || line.command->needs == Needs::subIntfs;
+         withProxy = withProxy || line.command->needs == Needs::proxy;
          lines.push_back(std::move(line));
       }
    }
@@ -1312,12 +1312,12 @@ void Runner::runOne(ScenarioInput const& input) {
          if (interactive) {
             try {
                parse(line, LineContext{source, lineNo, err_});
-               if (line.spec->needs == Needs::faults) {
+               if (line.command->needs == Needs::faults) {
                   refuse(
                       "'fault' needs every line of the scenario beforehand: give a scenario "
                       "file");
                }
-               if (line.spec->needs != Needs::machine) {
+               if (line.command->needs != Needs::machine) {
                   refuse("'" + line.words[0] + "' needs a machine that a run from standard " +
                          "input does not start: give a scenario file");
                }
@@ -1336,7 +1336,7 @@ void Runner::runOne(ScenarioInput const& input) {
                continue;
             }
          }
-         Kind const kind = line.spec->kind;
+         Kind const kind = line.command->kind;
          if (kind == Kind::step) {
             std::string const heading = line.text.substr(line.text.find("step") + 5);
             if (jsonl()) {
@@ -1565,9 +1565,9 @@ int runScenarioText(std::string const& name, std::string const& text, std::ostre
 
 void printCommandHelp(std::ostream& out) {
    std::vector<char const*> groups;
-   for (auto const& spec : commandTable) {
-      if (std::find(groups.begin(), groups.end(), spec.group) == groups.end())
-         groups.push_back(spec.group);
+   for (auto const& command : commandTable) {
+      if (std::find(groups.begin(), groups.end(), command.group) == groups.end())
+         groups.push_back(command.group);
    }
    // Words filled into lines of at most 79 columns after `indent`.
    auto const wrapped = [&out](std::string const& text, std::string const& indent) {
@@ -1585,10 +1585,10 @@ void printCommandHelp(std::ostream& out) {
    for (char const* group : groups) {
       out << "\n";
       wrapped(std::string(group) + ":", "");
-      for (auto const& spec : commandTable) {
-         if (spec.group != group) continue;
-         out << "  " << spec.name << (*spec.args ? " " : "") << spec.args << "\n";
-         wrapped(spec.help, "      ");
+      for (auto const& command : commandTable) {
+         if (command.group != group) continue;
+         out << "  " << command.name << (*command.args ? " " : "") << command.args << "\n";
+         wrapped(command.help, "      ");
       }
    }
 }
