@@ -62,6 +62,7 @@
 #include <cstring>
 #include <new>
 #include <optional>
+#include <stdexcept>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
@@ -287,6 +288,34 @@ public:
       ++stamp_;
    }
 
+   // Makes room for `n` members in all: until the map holds more than `n`, an
+   // insertion neither grows the table nor allocates. (Only a pile-up of hashes
+   // that runs past the end of the tail still widens the tail, as at any size.)
+   // Room is made as growth makes it: a table of home slots at most 13/16 full,
+   // the tail after them left as it is or at its minimum; a table is never made
+   // smaller. A block shared with a copy is copied, as by any change, so that
+   // the inserts that follow do not copy it either; the copy keeps the old block
+   // (when the table has room for `n` already, that copy is all that happens).
+   // With `n` not above the current size nothing happens, sharing included.
+   // Iterators: unaffected; the members keep their order, so a walk goes on
+   // with the members it has not visited yet, each exactly once.
+   void reserve(std::size_t n) {
+      if (n <= size()) return;
+      std::uint32_t log2cap = block_ ? block_->log2cap : minLog2Cap;
+      while (maxCount(log2cap) < n) {
+         if (log2cap >= maxLog2Cap) throw std::length_error("Fen::HashMap2018::reserve");
+         ++log2cap;
+      }
+      if (!block_) {
+         block_ = allocate(log2cap, (std::size_t{1} << log2cap) + minTail);
+         ++stamp_;
+      } else if (log2cap != block_->log2cap) {
+         rebuild(log2cap, minTail);
+      } else {
+         makeUnique();
+      }
+   }
+
    // Node ops of the engine: moves the run [first, last) of the slots of the
    // map storage `block` by `slotsToShift` slots, hashes and nodes alike: slot by
    // slot, or by memmove for a longer run of plain-data nodes (nodes that are not
@@ -482,6 +511,8 @@ private:
    static_assert(alignof(Node) <= alignof(std::max_align_t),
                  "nodes are placed in blocks aligned for std::max_align_t");
    static constexpr std::uint32_t minLog2Cap = 3;
+   // Home slots are found from the top bits of a 32-bit rhash.
+   static constexpr std::uint32_t maxLog2Cap = 32;
    static constexpr std::size_t minTail = 16;
 
    static constexpr std::size_t shortRun = 8;

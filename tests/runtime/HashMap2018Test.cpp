@@ -1430,3 +1430,164 @@ TEST(HashMap2018Large, MillionMemberSetCopiedAndChangedOnBothSides) {
    EXPECT_TRUE(a.has(encapOf(0)));
    EXPECT_TRUE(b.has(encapOf(1)));
 }
+
+// ---- reserve --------------------------------------------------------------------------
+
+// Blocks allocated by maps of type `Map` since the start of the process.
+template <class Map>
+std::uint64_t blocksAllocated() {
+   return Map::typeInfo()->totalAllocations();
+}
+
+TEST(HashMap2018Reserve, InsertsUpToTheReservedCountNeitherGrowNorAllocate) {
+   for (int const n : {1, 6, 13, 100, 1000, 5000}) {
+      CostMap m;
+      m.reserve(static_cast<std::size_t>(n));
+      std::size_t const capacity = m.capacity();
+      std::size_t const slots = m.slotCount();
+      std::uint64_t const blocks = blocksAllocated<CostMap>();
+      EXPECT_GT(capacity, 0u) << n;
+      for (int i = 0; i < n; ++i)
+         m.memberIs(encapOf(i), i);
+      EXPECT_EQ(m.capacity(), capacity) << n;
+      EXPECT_EQ(m.slotCount(), slots) << n;
+      EXPECT_EQ(blocksAllocated<CostMap>(), blocks) << n;
+      ASSERT_EQ(m.size(), static_cast<std::size_t>(n));
+      for (int i = 0; i < n; ++i)
+         EXPECT_EQ(m.member(encapOf(i)), i) << i;
+      EXPECT_EQ(walkKeys(m).size(), static_cast<std::size_t>(n));
+   }
+}
+
+TEST(HashMap2018Reserve, ReserveOnAMapWithMembersKeepsThemAndMakesRoomForTheRest) {
+   RetrySet m;
+   for (int i = 0; i < 10; ++i)
+      m.memberIs(encapOf(i));
+   std::vector<Ulva::IntfEncap> const before = walkKeys(m);
+   m.reserve(3000);
+   EXPECT_EQ(walkKeys(m), before);
+   std::size_t const capacity = m.capacity();
+   std::size_t const slots = m.slotCount();
+   std::uint64_t const blocks = blocksAllocated<RetrySet>();
+   for (int i = 10; i < 3000; ++i)
+      m.memberIs(encapOf(i));
+   EXPECT_EQ(m.capacity(), capacity);
+   EXPECT_EQ(m.slotCount(), slots);
+   EXPECT_EQ(blocksAllocated<RetrySet>(), blocks);
+   EXPECT_EQ(m.size(), 3000u);
+   // Past the reserved count the map grows as before.
+   for (int i = 3000; i < 6000; ++i)
+      m.memberIs(encapOf(i));
+   EXPECT_GT(m.capacity(), capacity);
+   EXPECT_EQ(m.size(), 6000u);
+}
+
+TEST(HashMap2018Reserve, ReserveOnACopyLeavesTheOriginalUntouched) {
+   CostMap original;
+   for (int i = 0; i < 100; ++i)
+      original.memberIs(encapOf(i), i);
+   std::size_t const capacity = original.capacity();
+   std::size_t const slots = original.slotCount();
+   std::vector<Ulva::IntfEncap> const keys = walkKeys(original);
+   CostMap copy(original);
+   ASSERT_TRUE(copy.sharesStorageWith(original));
+
+   copy.reserve(5000);
+   EXPECT_FALSE(copy.sharesStorageWith(original));
+   EXPECT_GT(copy.capacity(), capacity);
+   EXPECT_EQ(original.capacity(), capacity);
+   EXPECT_EQ(original.slotCount(), slots);
+   EXPECT_EQ(walkKeys(original), keys);
+   EXPECT_EQ(walkKeys(copy), keys);
+
+   std::uint64_t const blocks = blocksAllocated<CostMap>();
+   for (int i = 0; i < 5000; ++i)
+      copy.memberIs(encapOf(i), -i);
+   EXPECT_EQ(blocksAllocated<CostMap>(), blocks);
+   EXPECT_EQ(original.size(), 100u);
+   for (int i = 0; i < 100; ++i)
+      EXPECT_EQ(original.member(encapOf(i)), i) << i;
+   EXPECT_FALSE(original.has(encapOf(100)));
+   EXPECT_EQ(copy.member(encapOf(99)), -99);
+}
+
+TEST(HashMap2018Reserve, ReserveWithinTheCapacityOfASharedBlockCopiesItOnce) {
+   CostMap original;
+   for (int i = 0; i < 100; ++i)
+      original.memberIs(encapOf(i), i);
+   CostMap copy(original);
+   // Room for one more is there already: the copy only stops sharing, so that
+   // the insert that follows does not copy the block either.
+   copy.reserve(101);
+   EXPECT_FALSE(copy.sharesStorageWith(original));
+   EXPECT_EQ(copy.capacity(), original.capacity());
+   std::uint64_t const blocks = blocksAllocated<CostMap>();
+   copy.memberIs(encapOf(100), 100);
+   EXPECT_EQ(blocksAllocated<CostMap>(), blocks);
+   EXPECT_EQ(original.size(), 100u);
+   EXPECT_FALSE(original.has(encapOf(100)));
+   EXPECT_EQ(copy.size(), 101u);
+}
+
+TEST(HashMap2018Reserve, WalkGoesOnAcrossReserveVisitingEachMemberOnce) {
+   CostMap m;
+   for (int i = 0; i < 200; ++i)
+      m.memberIs(encapOf(i), i);
+   std::vector<Ulva::IntfEncap> const original = walkKeys(m);
+   CostMap copy(m);  // shared: the first reserve copies the block as well
+   std::map<Ulva::IntfEncap, int> visits;
+   std::size_t step = 0;
+   for (CostMap::IteratorConst it(m); it; it.advance(), ++step) {
+      ASSERT_EQ(++visits[it.key()], 1) << it.key() << " seen again";
+      if (step == 50) {
+         m.reserve(20000);
+         // The live node of the current member is still found after the move.
+         ASSERT_NE(it.currNodeNonStale(), nullptr);
+         EXPECT_EQ(it.currNodeNonStale()->key, it.key());
+      }
+      if (step == 120) m.reserve(200000);
+      if (step == 150) m.reserve(10);  // below the size: nothing
+   }
+   EXPECT_EQ(visits.size(), original.size());
+   for (auto const& k : original)
+      EXPECT_EQ(visits[k], 1) << k;
+   EXPECT_EQ(walkKeys(copy), original);
+}
+
+TEST(HashMap2018Reserve, ReserveOfZeroOrNotAboveTheSizeOrTheRoomDoesNothing) {
+   CostMap empty;
+   std::uint64_t blocks = blocksAllocated<CostMap>();
+   empty.reserve(0);
+   EXPECT_EQ(empty.capacity(), 0u);
+   EXPECT_EQ(empty.slotCount(), 0u);
+   EXPECT_EQ(blocksAllocated<CostMap>(), blocks);
+
+   CostMap m;
+   for (int i = 0; i < 1000; ++i)
+      m.memberIs(encapOf(i), i);
+   for (int i = 100; i < 1000; ++i)
+      m.memberDel(encapOf(i));
+   std::size_t const capacity = m.capacity();
+   std::size_t const slots = m.slotCount();
+   std::vector<Ulva::IntfEncap> const keys = walkKeys(m);
+   CostMap copy(m);
+   blocks = blocksAllocated<CostMap>();
+   // Zero, below the size, the size itself, and more than the size that the
+   // table already has room for: no shrinking, no move, no allocation.
+   for (std::size_t const n : {std::size_t{0}, std::size_t{50}, std::size_t{100}}) {
+      m.reserve(n);
+      EXPECT_EQ(m.capacity(), capacity) << n;
+      EXPECT_EQ(m.slotCount(), slots) << n;
+      EXPECT_TRUE(m.sharesStorageWith(copy)) << n;
+   }
+   EXPECT_EQ(blocksAllocated<CostMap>(), blocks);
+   copy.reserve(500);  // the table has room for 500: it only stops sharing
+   EXPECT_EQ(copy.capacity(), capacity);
+   EXPECT_EQ(copy.slotCount(), slots);
+   blocks = blocksAllocated<CostMap>();
+   copy.reserve(600);
+   EXPECT_EQ(copy.capacity(), capacity);
+   EXPECT_EQ(blocksAllocated<CostMap>(), blocks);
+   EXPECT_EQ(walkKeys(m), keys);
+   EXPECT_EQ(walkKeys(copy), keys);
+}

@@ -1,0 +1,212 @@
+// The floor of the interface encap state machine's sweep: the least map work that
+// one sweep over `n` wanted encaps must do, without the machine.
+//
+// Benchmarks are named SweepFloor/<Implementation>/<encaps> and are set beside
+// Sweep/WexIntfEncapSm/<encaps> (WexIntfEncapSmBench): the same encaps, the same
+// time unit (ms per sweep) and items_per_second over the encaps.
+//
+// Per encap, in the order the sweep takes them (a walk of the wanted encaps), the
+// floor reads the wanted input once and writes each thing the sweep must leave
+// behind once, into a table of the key and value types the machine keeps it in:
+//   lookup  the wanted service interface     IntfEncap -> Kestin::IntfId
+//   insert  the programmed config            IntfEncap -> WexIntfEncapHwConfig
+//                                            (the record holds its key)
+//           the hardware's status            IntfEncap -> IntfEncapHwStatus
+//           the published status             IntfEncap -> IntfEncapHwStatus
+//           the service decoder's member     IntfEncap -> IntfEncapHwStatus
+//           the service interface cache      IntfEncap -> Kestin::IntfId
+//           the port's wanted encaps         IntfEncap (set)
+//           the simulated hardware's configs IntfEncap (set)
+// The machine keeps the config a second time (the port's config list) and the
+// service interface a second time (the published one), and spreads the decoder's
+// members and the wanted encaps over one table per service and per port; the
+// floor keeps each once, in one table of all the encaps. A successful answer
+// leaves the retry set empty: nothing is written there.
+//
+// SweepFloor/HashMap2018 uses the machine's own map types (same tags, so the same
+// salts, key forms and nodes); SweepFloor/AbslFlatHashMap uses absl::flat_hash_map
+// and absl::flat_hash_set hashing the key with IntfEncap::hash under the same seed
+// and salt. The configs, statuses and keys are made before the timed loop; each
+// sweep starts from empty tables, emptied untimed, as the machine's do.
+#include <benchmark/benchmark.h>
+
+#include <absl/container/flat_hash_map.h>
+#include <absl/container/flat_hash_set.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Fen/Hash.h"
+#include "Fen/HashMap2018.h"
+#include "MachineBench.h"
+#include "WexVlanMapping/WexTestIntfEncapSm.h"
+
+namespace {
+
+using MachineBench::add;
+using WexVlanMapping::WexIntfEncapHwConfig;
+
+// The encaps, service interfaces and forwarding of WexIntfEncapSmBench's Switch.
+Kestin::IntfId port(std::size_t i) {
+   return Kestin::IntfId(
+       ("Ethernet" + std::to_string(i / 48 + 1) + "/" + std::to_string(i % 48 + 1)).c_str());
+}
+Ulva::IntfEncap encapOf(std::size_t i) {
+   std::uint32_t const vid = static_cast<std::uint32_t>(i % 100) + 2;
+   Ulva::VlanTag inner;
+   if (i % 3 == 0) inner = Ulva::vlanTag(static_cast<std::uint32_t>((i / 100) % 4000) + 1);
+   return Ulva::IntfEncap(port(i / 100), Ulva::VlanTagEncap(Ulva::vlanTag(vid), inner));
+}
+Kestin::IntfId serviceOf(std::size_t i) {
+   return Kestin::IntfId(("Vlan" + std::to_string(i % 100 + 2)).c_str());
+}
+
+// The machine's tables of one encap.
+using WantedMap = Ulva::IntfEncapServiceIntfColl::ServiceIntfMap;
+using ConfigMap = WexVlanMapping::WexIntfEncapHwConfigColl::ConfigMap;
+using StatusMap = Ulva::IntfEncapHwStatusColl::HwStatusMap;
+using DecoderMap = WexVlanMapping::WexEncapHwStatusDecoder::HwStatusMap;
+using SvcCacheMap = WexVlanMapping::WexIntfEncapSm::IntfEncapSvcIntfCachedMap;
+using WantedEncapSet = WexVlanMapping::WexPortWantedEncapList::EncapSet;
+using HwConfigKeySet = WexVlanMappingTest::IntfEncapSm::TestHwConfigKeySet;
+
+// What one sweep starts from: the wanted input, the keys in the order a walk of
+// it gives, and the config each encap gets.
+struct Inputs {
+   WantedMap wanted;
+   std::vector<Ulva::IntfEncap> order;
+   std::vector<WexIntfEncapHwConfig> configs;  // in `order`
+
+   explicit Inputs(std::size_t n) {
+      Fen::Ptr<Ulva::ServiceIntfFwdInfoColl> const fwd = Ulva::serviceIntfFwdInfoCollFactory();
+      for (std::size_t s = 0; s < 100; ++s) {
+         Ulva::ServiceIntfFwdInfo info(serviceOf(s));
+         info.fwdDataIs(static_cast<std::uint16_t>(s + 1));
+         fwd->fwdInfoIs(info);
+      }
+      for (std::size_t i = 0; i < n; ++i)
+         wanted.memberIs(encapOf(i), serviceOf(i));
+      order.reserve(n);
+      configs.reserve(n);
+      // A plain encap's config, derived as the machine derives it.
+      Fen::forEachKey(wanted, [&](Ulva::IntfEncap const& e) {
+         WexIntfEncapHwConfig config(e, fwd->fwdInfo(wanted.member(e)), Kestin::IntfId());
+         config.egressEncapIs(e.encap());
+         config.sourceIs(WexVlanMapping::staticEncap);
+         order.push_back(e);
+         configs.push_back(config);
+      });
+   }
+};
+
+void floorHashMap2018(benchmark::State& state, std::size_t n) {
+   Inputs const in(n);
+   ConfigMap configs;
+   StatusMap hwStatus;
+   StatusMap published;
+   DecoderMap decoder;
+   SvcCacheMap svcCache;
+   WantedEncapSet wantedEncaps;
+   HwConfigKeySet hwConfigKeys;
+   Ulva::IntfEncapHwStatus const success = Ulva::hwStatusSuccess;
+   for (auto _ : state) {
+      for (std::size_t i = 0; i < n; ++i) {
+         Ulva::IntfEncap const& e = in.order[i];
+         Kestin::IntfId const svc = in.wanted.member(e);
+         wantedEncaps.memberIs(e);
+         svcCache.memberIs(e, svc);
+         decoder.memberIs(e, success);
+         configs.memberIs(e, in.configs[i]);
+         hwConfigKeys.memberIs(e);
+         hwStatus.memberIs(e, success);
+         published.memberIs(e, success);
+      }
+      benchmark::DoNotOptimize(published.size());
+      state.PauseTiming();
+      if (configs.size() != n || published.size() != n) state.SkipWithError("tables not full");
+      configs.memberDelAll();
+      hwStatus.memberDelAll();
+      published.memberDelAll();
+      decoder.memberDelAll();
+      svcCache.memberDelAll();
+      wantedEncaps.memberDelAll();
+      hwConfigKeys.memberDelAll();
+      state.ResumeTiming();
+   }
+   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
+}
+
+// IntfEncap::hash under the process seed and a table's salt, as HashMap2018 does.
+template <std::uint32_t salt>
+struct EncapHash {
+   std::size_t operator()(Ulva::IntfEncap const& k) const noexcept {
+      return k.hash(Fen::hashSeed32() ^ salt);
+   }
+};
+template <class Map, class Value>
+using AbslMap = absl::flat_hash_map<Ulva::IntfEncap, Value, EncapHash<Map::salt>>;
+template <class Set>
+using AbslSet = absl::flat_hash_set<Ulva::IntfEncap, EncapHash<Set::salt>>;
+
+// Empties `t` and gives its storage back, as memberDelAll does.
+template <class Table>
+void emptied(Table& t) {
+   Table().swap(t);
+}
+
+void floorAbsl(benchmark::State& state, std::size_t n) {
+   Inputs const in(n);
+   AbslMap<WantedMap, Kestin::IntfId> wanted;
+   wanted.reserve(n);
+   for (std::size_t i = 0; i < n; ++i)
+      wanted.emplace(encapOf(i), serviceOf(i));
+   AbslMap<ConfigMap, WexIntfEncapHwConfig> configs;
+   AbslMap<StatusMap, Ulva::IntfEncapHwStatus> hwStatus;
+   AbslMap<StatusMap, Ulva::IntfEncapHwStatus> published;
+   AbslMap<DecoderMap, Ulva::IntfEncapHwStatus> decoder;
+   AbslMap<SvcCacheMap, Kestin::IntfId> svcCache;
+   AbslSet<WantedEncapSet> wantedEncaps;
+   AbslSet<HwConfigKeySet> hwConfigKeys;
+   Ulva::IntfEncapHwStatus const success = Ulva::hwStatusSuccess;
+   for (auto _ : state) {
+      for (std::size_t i = 0; i < n; ++i) {
+         Ulva::IntfEncap const& e = in.order[i];
+         auto const found = wanted.find(e);
+         Kestin::IntfId const svc = found != wanted.end() ? found->second : Kestin::IntfId();
+         wantedEncaps.insert(e);
+         svcCache.insert_or_assign(e, svc);
+         decoder.insert_or_assign(e, success);
+         configs.insert_or_assign(e, in.configs[i]);
+         hwConfigKeys.insert(e);
+         hwStatus.insert_or_assign(e, success);
+         published.insert_or_assign(e, success);
+      }
+      benchmark::DoNotOptimize(published.size());
+      state.PauseTiming();
+      if (configs.size() != n || published.size() != n) state.SkipWithError("tables not full");
+      emptied(configs);
+      emptied(hwStatus);
+      emptied(published);
+      emptied(decoder);
+      emptied(svcCache);
+      emptied(wantedEncaps);
+      emptied(hwConfigKeys);
+      state.ResumeTiming();
+   }
+   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
+}
+
+void registerAll() {
+   for (std::size_t n : {1000, 100000, 500000}) {
+      add("SweepFloor", "HashMap2018", n, floorHashMap2018)->Unit(benchmark::kMillisecond);
+      add("SweepFloor", "AbslFlatHashMap", n, floorAbsl)->Unit(benchmark::kMillisecond);
+   }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+   return MachineBench::run(argc, argv, registerAll);
+}
