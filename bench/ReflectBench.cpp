@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "Fen/GenericIf.h"
+#include "EncapSwitch.h"
 #include "MachineBench.h"
 #include "WexVlanMapping/WexTestIntfEncapSm.h"
 
@@ -27,57 +28,15 @@ namespace {
 
 using MachineBench::add;
 
-// The interfaces of a large chassis: Ethernet<card>/<port>, 48 ports per card.
-Kestin::IntfId port(std::size_t i) {
-   return Kestin::IntfId(
-       ("Ethernet" + std::to_string(i / 48 + 1) + "/" + std::to_string(i % 48 + 1)).c_str());
-}
-
-// The i-th encap: 100 VLANs per port, a third of them double-tagged.
-Ulva::IntfEncap encapOf(std::size_t i) {
-   std::uint32_t const vid = static_cast<std::uint32_t>(i % 100) + 2;
-   Ulva::VlanTag inner;
-   if (i % 3 == 0) inner = Ulva::vlanTag(static_cast<std::uint32_t>((i / 100) % 4000) + 1);
-   return Ulva::IntfEncap(port(i / 100), Ulva::VlanTagEncap(Ulva::vlanTag(vid), inner));
-}
-Kestin::IntfId serviceOf(std::size_t i) {
-   return Kestin::IntfId(("Vlan" + std::to_string(i % 100 + 2)).c_str());
-}
-
 // A machine on the simulated platform with `n` wanted encaps, all programmed,
 // and its keys in a fixed shuffled order.
-struct Switch {
-   Fen::Ptr<Wex::WexCommonSmData> wcsd = Wex::wexCommonSmDataFactory();
-   Fen::Ptr<Ulva::ServiceIntfFwdInfoColl> fwd = Ulva::serviceIntfFwdInfoCollFactory();
-   Fen::Ptr<Ulva::ServiceIntfHwStatusColl> svcStatus = Ulva::serviceIntfHwStatusCollFactory();
-   Fen::Ptr<Ulva::IntfEncapServiceIntfColl> wanted = Ulva::intfEncapServiceIntfCollFactory();
-   Fen::Ptr<Ulva::IntfEncapHwStatusColl> published =
-       Ulva::intfEncapHwStatusCollFactory("intfEncapHwStatus");
-   Fen::Ptr<WexVlanMapping::WexDynamicIntfEncapColl> dynamic =
-       WexVlanMapping::wexDynamicIntfEncapCollFactory();
-   Fen::Ptr<Ulva::IntfEncapHwStatusColl> hw = Ulva::intfEncapHwStatusCollFactory("testHw");
-   Fen::Ptr<WexVlanMappingTest::IntfEncapSm> sm;
+struct Switch : EncapSwitch::Switch {
    std::vector<Ulva::IntfEncap> keys;
 
-   explicit Switch(std::size_t n) {
-      for (std::size_t s = 0; s < 100; ++s) {
-         Ulva::ServiceIntfFwdInfo info(serviceOf(s));
-         info.fwdDataIs(static_cast<std::uint16_t>(s + 1));
-         fwd->fwdInfoIs(info);
-      }
-      for (std::size_t i = 0; i < n; ++i) {
-         Ulva::IntfEncap const e = encapOf(i);
-         hw->hwStatusIs(e, Ulva::hwStatusSuccess);
-         wanted->serviceIntfIs(e, serviceOf(i));
-         keys.push_back(e);
-      }
-      sm = WexVlanMappingTest::intfEncapSmFactory({.wcsd = wcsd,
-                                                   .serviceIntfFwdInfo = fwd,
-                                                   .serviceIntfHwStatus = svcStatus,
-                                                   .intfEncapServiceIntf = wanted,
-                                                   .intfEncapHwStatus = published,
-                                                   .dynamicIntfEncap = dynamic,
-                                                   .testHwStatusColl = hw});
+   explicit Switch(std::size_t n) : EncapSwitch::Switch(n) {
+      start();
+      for (std::size_t i = 0; i < n; ++i)
+         keys.push_back(EncapSwitch::encapOf(i));
       std::shuffle(keys.begin(), keys.end(), std::mt19937(0x5EED));
    }
 };

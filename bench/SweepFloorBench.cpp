@@ -40,6 +40,7 @@
 
 #include "Fen/Hash.h"
 #include "Fen/HashMap2018.h"
+#include "EncapSwitch.h"
 #include "MachineBench.h"
 #include "WexVlanMapping/WexTestIntfEncapSm.h"
 
@@ -48,20 +49,8 @@ namespace {
 using MachineBench::add;
 using WexVlanMapping::WexIntfEncapHwConfig;
 
-// The encaps, service interfaces and forwarding of WexIntfEncapSmBench's Switch.
-Kestin::IntfId port(std::size_t i) {
-   return Kestin::IntfId(
-       ("Ethernet" + std::to_string(i / 48 + 1) + "/" + std::to_string(i % 48 + 1)).c_str());
-}
-Ulva::IntfEncap encapOf(std::size_t i) {
-   std::uint32_t const vid = static_cast<std::uint32_t>(i % 100) + 2;
-   Ulva::VlanTag inner;
-   if (i % 3 == 0) inner = Ulva::vlanTag(static_cast<std::uint32_t>((i / 100) % 4000) + 1);
-   return Ulva::IntfEncap(port(i / 100), Ulva::VlanTagEncap(Ulva::vlanTag(vid), inner));
-}
-Kestin::IntfId serviceOf(std::size_t i) {
-   return Kestin::IntfId(("Vlan" + std::to_string(i % 100 + 2)).c_str());
-}
+using EncapSwitch::encapOf;
+using EncapSwitch::serviceOf;
 
 // The machine's tables of one encap.
 using WantedMap = Ulva::IntfEncapServiceIntfColl::ServiceIntfMap;
@@ -81,11 +70,7 @@ struct Inputs {
 
    explicit Inputs(std::size_t n) {
       Fen::Ptr<Ulva::ServiceIntfFwdInfoColl> const fwd = Ulva::serviceIntfFwdInfoCollFactory();
-      for (std::size_t s = 0; s < 100; ++s) {
-         Ulva::ServiceIntfFwdInfo info(serviceOf(s));
-         info.fwdDataIs(static_cast<std::uint16_t>(s + 1));
-         fwd->fwdInfoIs(info);
-      }
+      EncapSwitch::forwardingIs(*fwd);
       for (std::size_t i = 0; i < n; ++i)
          wanted.memberIs(encapOf(i), serviceOf(i));
       order.reserve(n);
