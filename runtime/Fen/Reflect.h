@@ -250,12 +250,12 @@ struct MethodRow : RowDefaults {
 // One of several overloads of a member function, by its type.
 #define FEN_OVERLOAD(Class, member, ...) static_cast<__VA_ARGS__>(&Class::member)
 
-// A pointer of a state machine's table: op 0 gives the notifier (an input) or
-// the pointer (an output); a shared input is also set, through xIs.
-template <FixedString rowName, auto getter, bool heard, auto setter = nullptr>
-struct InputRow : RowDefaults {
+// A single attribute read by its getter and, when it has a setter, written by it
+// (the setter's argument from the value's transport).
+template <FixedString rowName, auto getter, auto setter, AttrKind rowKind, bool heard>
+struct GetSetRow : RowDefaults {
    static constexpr std::string_view name = rowName.view();
-   static constexpr AttrKind kind = AttrKind::pointer;
+   static constexpr AttrKind kind = rowKind;
    static constexpr bool writable = !std::is_same_v<decltype(setter), std::nullptr_t>;
    static constexpr AttrAccess access = writable ? AttrAccess::writable : AttrAccess::ctorOnly;
    static constexpr bool notification = heard;
@@ -277,29 +277,14 @@ struct InputRow : RowDefaults {
    }
 };
 
+// A pointer of a state machine's table: op 0 gives the notifier (an input) or
+// the pointer (an output); a shared input is also set, through xIs.
+template <FixedString rowName, auto getter, bool heard, auto setter = nullptr>
+using InputRow = GetSetRow<rowName, getter, setter, AttrKind::pointer, heard>;
+
 // A plain value with a getter and, when writable, a setter.
 template <FixedString rowName, auto getter, auto setter = nullptr>
-struct ValueRow : RowDefaults {
-   static constexpr std::string_view name = rowName.view();
-   static constexpr AttrKind kind = AttrKind::value;
-   static constexpr bool writable = !std::is_same_v<decltype(setter), std::nullptr_t>;
-   static constexpr AttrAccess access = writable ? AttrAccess::writable : AttrAccess::ctorOnly;
-   using Type = std::remove_cvref_t<typename MemFnTraits<decltype(getter)>::Ret>;
-   template <class O>
-   static int op(O& o, FenAttr, AttributeOp op, void* result, void const*, void const* value) {
-      if (op == GenericIf::attrGet) {
-         putResult(result, (o.*getter)());
-         return GenericIf::opDone;
-      }
-      if constexpr (writable) {
-         if (op == GenericIf::attrSet) {
-            (o.*setter)(fromTransport<Type>(value, "value", name));
-            return GenericIf::opDone;
-         }
-      }
-      return GenericIf::opNotForAttribute;
-   }
-};
+using ValueRow = GetSetRow<rowName, getter, setter, AttrKind::value, false>;
 
 // A constant of the class.
 template <FixedString rowName, auto constant>
