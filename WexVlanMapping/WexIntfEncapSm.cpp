@@ -1,5 +1,6 @@
 #include "WexVlanMapping/WexIntfEncapSm.h"
 
+#include <cstddef>
 #include <iostream>
 
 #include "Fen/Assert.h"
@@ -119,6 +120,7 @@ void WexIntfEncapSm::handleInitialized() {
    // A restart starts from nothing published.
    intfEncapHwStatus()->hwStatusDelAll();
    serviceIntfHwStatus()->hwStatusDelAll();
+   reserveForSweep();
    initialized_ = true;
    // Only the cache: no config exists yet for a port to move.
    Fen::forEachKey(wcsd()->portToLagMap(),
@@ -131,6 +133,18 @@ void WexIntfEncapSm::handleInitialized() {
        [this](Ulva::IntfEncap const& key) { updateHwConfig(key); });
    Fen::forEachKey(serviceIntfFwdInfo()->fwdInfoMap(),
                    [this](Kestin::IntfId key) { updateSvcIntfHwStatus(key); });
+}
+
+void WexIntfEncapSm::reserveForSweep() {
+   // One member per wanted encap, static or dynamic (an encap in both counts
+   // twice: room to spare, never short of it for a plain encap).
+   std::size_t const encaps = intfEncapServiceIntf()->serviceIntfs() +
+                              (dynamicIntfEncap() ? dynamicIntfEncap()->entrys() : 0);
+   hwConfigColl()->configReserve(encaps);
+   hwStatusColl()->hwStatusReserve(encaps);
+   intfEncapHwStatus()->hwStatusReserve(encaps);
+   intfEncapSvcIntfCachedReserve(encaps);
+   intfEncapPublishedSvcIntfReserve(encaps);
 }
 
 void WexIntfEncapSm::prefetchUpdateHwConfig(Ulva::IntfEncap const& intfEncap) const {

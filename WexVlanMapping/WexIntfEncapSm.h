@@ -237,6 +237,11 @@ public:
    auto fenReactors() { return FEN_SM_TIE(WEX_INTF_ENCAP_SM_ATTRIBUTES); }
 
 private:
+   // Makes room, before the sweep, in the tables that it fills with one member
+   // per wanted encap (the configs and statuses, the published statuses, the
+   // service interface caches), so that none of them grows while it is filled.
+   // Changes no member and notifies nothing.
+   void reserveForSweep();
    // Starts fetching the members that updateHwConfig(intfEncap) reads and writes
    // first in the large tables (the service cache and decoder, the configs and
    // statuses, the retry set, the published status); for the sweep, a few encaps

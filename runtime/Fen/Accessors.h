@@ -10,6 +10,9 @@
 //   xDel(key)    removes; gives back what was stored, or the default value
 //   xDelAll()    removes all members
 //   xs()         the number of members
+//   xReserve(n)  makes room for `n` members in all (HashMap2018::reserve): the
+//                inserts that follow up to `n` do not grow the table; changes no
+//                member and notifies nothing
 //
 // A class declares a collection attribute whole with one of
 //   FEN_COLLECTION(x, Tag, MapT, Key, Value, salt, ...)
@@ -29,6 +32,7 @@
 // The macros expand inside the owning class, after the map's type is declared.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -141,6 +145,9 @@ typename Map::ValueType memberFindOrCreate(Map& map, Notify const& notify,
    }                                                                                      \
    std::uint32_t x##s() const {                                                           \
       return static_cast<std::uint32_t>(field.size());                                    \
+   }                                                                                      \
+   void x##Reserve(std::size_t n) {                                                       \
+      field.reserve(n);                                                                   \
    }                                                                                      \
    MapT const& x##Map() const {                                                           \
       return field;                                                                       \

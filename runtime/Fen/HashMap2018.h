@@ -26,8 +26,9 @@
 // both: a scan reads 4 bytes per slot and touches a node only where the stored
 // hash equals the one it looks for, so the hashes of even a large map stay in the
 // cache and a miss rarely reads a node at all. Members are kept in the order of
-// (rhash, key): a member sits at or after its home slot, the top bits of its
-// rhash, and linear probing keeps the whole table sorted. That order does not
+// (rhash, key): a member sits at or after its home slot, its rhash scaled down
+// to the number of home slots (rhash * homeSlots / 2^32, which rises with the
+// rhash at any table size), and linear probing keeps the whole table sorted. That order does not
 // depend on the table's size, which is what lets an iterator resume after the
 // last key it gave whatever happened to the map in between. The last slot is
 // always empty and ends every scan. A lookup reads the home slot's hash and,
@@ -197,19 +198,8 @@ public:
    // The node of `k`, or null. Never a default value: the accessors do that.
    Node const* operator[](Key const& k) const { return findNode(k, rhash(k)); }
    Node const* findNode(Key const& k, std::uint32_t h) const {
-      if (!block_) return nullptr;
-      std::uint32_t const* const hs = block_->hashes();
-      Node const* const nodes = block_->nodes();
-      std::size_t i = home(h);
-      // A member often sits at its home slot: try that first, so that its node can
-      // be read while the hash is still on its way (the branch is predicted, not
-      // waited for).
-      if (hs[i] == h && nodeKey(nodes[i]) == k) return nodes + i;
-      i = firstNotBelow(hs, i, h);
-      for (; hs[i] == h; ++i) {
-         if (nodeKey(nodes[i]) == k) return nodes + i;
-      }
-      return nullptr;
+      Place const p = locate(k, h);
+      return p.found ? block_->nodes() + p.slot : nullptr;
    }
    bool has(Key const& k) const { return (*this)[k] != nullptr; }
 
@@ -230,27 +220,7 @@ public:
    // Inserts `node` for a key known to be absent; returns the node in its place.
    // Iterators: unaffected.
    Node* newMember(std::uint32_t h, Node&& node) {
-      prepareForInsert();
-      for (;;) {
-         Key const& k = nodeKey(node);
-         std::size_t const i = lowerBound(h, k);
-         std::uint32_t const* hs = block_->hashes();
-         std::size_t j = i;
-         while (hs[j] != 0)
-            ++j;
-         if (j + 1 >= block_->nslots) {
-            // The run would reach the sentinel: widen the tail and try again.
-            rebuild(block_->log2cap, (block_->nslots - capacity()) * 2);
-            continue;
-         }
-         shift(block_, i, j, 1);
-         block_->hashes()[i] = h;
-         Node* const slot = block_->nodes() + i;
-         ::new (static_cast<void*>(slot)) Node(std::move(node));
-         ++block_->count;
-         ++stamp_;
-         return slot;
-      }
+      return placeMember(block_ ? lowerBound(h, nodeKey(node)) : 0, h, std::move(node));
    }
 
    // Removes the member of `k` if present and moves its node into `*out` (when
@@ -271,9 +241,8 @@ public:
       node->~Node();
       hs[i] = 0;
       // Backward shift: members displaced from their home move one slot closer.
-      std::uint32_t const shiftBits = 32 - block_->log2cap;
       std::size_t j = i + 1;
-      while (hs[j] != 0 && (hs[j] >> shiftBits) < j)
+      while (hs[j] != 0 && home(hs[j]) < j)
          ++j;
       shift(block_, i + 1, j, -1);
       --block_->count;
@@ -291,9 +260,9 @@ public:
    // Makes room for `n` members in all: until the map holds more than `n`, an
    // insertion neither grows the table nor allocates. (Only a pile-up of hashes
    // that runs past the end of the tail still widens the tail, as at any size.)
-   // Room is made as growth makes it: a table of home slots at most 13/16 full,
-   // the tail after them left as it is or at its minimum; a table is never made
-   // smaller. A block shared with a copy is copied, as by any change, so that
+   // Room is made as growth makes it: the first capacity of the growth steps
+   // whose home slots are at most 7/8 full, with the tail of that capacity; a
+   // table is never made smaller. A block shared with a copy is copied, as by any change, so that
    // the inserts that follow do not copy it either; the copy keeps the old block
    // (when the table has room for `n` already, that copy is all that happens).
    // With `n` not above the current size nothing happens, sharing included.
@@ -301,16 +270,14 @@ public:
    // with the members it has not visited yet, each exactly once.
    void reserve(std::size_t n) {
       if (n <= size()) return;
-      std::uint32_t log2cap = block_ ? block_->log2cap : minLog2Cap;
-      while (maxCount(log2cap) < n) {
-         if (log2cap >= maxLog2Cap) throw std::length_error("Fen::HashMap2018::reserve");
-         ++log2cap;
-      }
+      std::uint32_t cap = block_ ? block_->cap : minCap;
+      while (maxCount(cap) < n)
+         cap = nextCap(cap);
       if (!block_) {
-         block_ = allocate(log2cap, (std::size_t{1} << log2cap) + minTail);
+         block_ = allocate(cap, cap + tailFor(cap));
          ++stamp_;
-      } else if (log2cap != block_->log2cap) {
-         rebuild(log2cap, minTail);
+      } else if (cap != block_->cap) {
+         rebuild(cap, tailFor(cap));
       } else {
          makeUnique();
       }
@@ -383,8 +350,9 @@ public:
    bool memberIs(Key const& k) requires isSet {
       std::uint32_t const h = rhash(k);
       prefetchHome(h);
-      if (findNode(k, h)) return false;
-      newMember(h, Node(k));
+      Place const p = locate(k, h);
+      if (p.found) return false;
+      placeMember(p.slot, h, Node(k));
       return true;
    }
 
@@ -394,13 +362,13 @@ public:
    requires(!std::is_void_v<V> && !hasInternalKey) bool memberIs(Key const& k, V const& v) {
       std::uint32_t const h = rhash(k);
       prefetchHome(h);
-      if (Node const* n = findNode(k, h)) {
-         if (n->value == v) return false;
-         makeUnique();
-         const_cast<Node*>(findNode(k, h))->value = v;
+      Place const p = locate(k, h);
+      if (p.found) {
+         if (block_->nodes()[p.slot].value == v) return false;
+         writableNode(p.slot, k, h)->value = v;
          return true;
       }
-      newMember(h, Node{k, v});
+      placeMember(p.slot, h, Node{k, v});
       return true;
    }
 
@@ -412,15 +380,16 @@ public:
    requires(hasInternalKey) bool memberIs(Key const& k, V const& v) {
       std::uint32_t const h = rhash(k);
       prefetchHome(h);
-      if (Node const* n = findNode(k, h)) {
-         if (*n == v) return false;
-         Key const fwkKeyValue = nodeKey(*n);
+      Place const p = locate(k, h);
+      if (p.found) {
+         Node const& n = block_->nodes()[p.slot];
+         if (n == v) return false;
+         Key const fwkKeyValue = nodeKey(n);
          auto fwkKey = [&]() -> Key const& { return fwkKeyValue; };
          using KeyFunktor = typename Tag::KeyFunktor;
          Value const& _value = v;
          FEN_ASSERT_TEXT(fwkKey() == KeyFunktor()(_value), "fwkKey() == KeyFunktor()( _value )");
-         makeUnique();
-         *const_cast<Node*>(findNode(k, h)) = v;
+         *writableNode(p.slot, k, h) = v;
          return true;
       }
       Node node(v);
@@ -463,7 +432,7 @@ public:
    IteratorConst begin() const { return IteratorConst(*this); }
 
    // Blocks and bytes, for tests and benchmarks.
-   std::size_t capacity() const { return block_ ? (std::size_t{1} << block_->log2cap) : 0; }
+   std::size_t capacity() const { return block_ ? block_->cap : 0; }
    std::size_t slotCount() const { return block_ ? block_->nslots : 0; }
    // The bytes of one slot: its stored hash and its node.
    static std::size_t slotSize() { return sizeof(std::uint32_t) + sizeof(Node); }
@@ -480,7 +449,7 @@ private:
    // storage where the slot is empty).
    struct Block {
       std::uint32_t refs;
-      std::uint32_t log2cap;
+      std::uint32_t cap;  // home slots
       std::size_t count;
       std::size_t nslots;      // capacity plus tail; the last slot stays empty
       std::size_t nodeOffset;  // from the start of the block to the first node
@@ -510,10 +479,25 @@ private:
    };
    static_assert(alignof(Node) <= alignof(std::max_align_t),
                  "nodes are placed in blocks aligned for std::max_align_t");
-   static constexpr std::uint32_t minLog2Cap = 3;
-   // Home slots are found from the top bits of a 32-bit rhash.
-   static constexpr std::uint32_t maxLog2Cap = 32;
-   static constexpr std::size_t minTail = 16;
+   // Home slots: at least 8. Tables grow through the capacities 2^k and 3 * 2^(k-1)
+   // (8, 12, 16, 24, 32, ...), by half or a third at a time, and grow when an
+   // insertion would fill more than 7/8 of the home slots: a table filled from
+   // empty is between 0.58 and 0.875 full, and moves each member about three times
+   // on its way. (Finer steps keep a big table fuller, but each costs a move of
+   // every member, and the runs an insertion shifts grow fast past 7/8.)
+   static constexpr std::uint32_t minCap = 8;
+   static constexpr std::uint32_t maxCap = 3u << 30;
+   static std::uint32_t nextCap(std::uint32_t cap) {
+      if (cap >= maxCap) throw std::length_error("Fen::HashMap2018: too many members");
+      bool const powerOfTwo = (cap & (cap - 1)) == 0;
+      return powerOfTwo ? cap / 2 * 3 : cap / 3 * 4;
+   }
+   static std::size_t maxCount(std::uint32_t cap) { return std::size_t{cap} * 7 / 8; }
+   // The slots after the last home slot, where the runs that start near the end
+   // go on. Runs grow longer with the table, so its tail does too; a run that
+   // would reach the last slot widens the tail.
+   static constexpr std::size_t minTail = 8;
+   static std::size_t tailFor(std::uint32_t cap) { return minTail + cap / 64; }
 
    static constexpr std::size_t shortRun = 8;
    // Moves taken slot `from` into slot `to`, whose node is raw storage: the hash
@@ -527,8 +511,11 @@ private:
          nodes[from].~Node();
       }
    }
-   std::size_t home(std::uint32_t h) const {
-      return static_cast<std::size_t>(h) >> (32 - block_->log2cap);
+   std::size_t home(std::uint32_t h) const { return homeIn(block_->cap, h); }
+   // The home slot of rhash `h` among `cap` home slots: h scaled to [0, cap). It
+   // rises with h, so a table of any size keeps members in rhash order.
+   static std::size_t homeIn(std::uint32_t cap, std::uint32_t h) {
+      return static_cast<std::size_t>((std::uint64_t{h} * cap) >> 32);
    }
    // A change reads and writes the nodes at and just after the home slot of its
    // key: start fetching them while the hashes are scanned. (Lookups do not: for
@@ -536,9 +523,8 @@ private:
    void prefetchHome(std::uint32_t h) const {
       if (block_) __builtin_prefetch(block_->nodes() + home(h), 1);
    }
-   static std::size_t maxCount(std::uint32_t log2cap) { return (std::size_t{13} << log2cap) / 16; }
 
-   static Block* allocate(std::uint32_t log2cap, std::size_t nslots) {
+   static Block* allocate(std::uint32_t cap, std::size_t nslots) {
       std::size_t const nodeOffset = Block::nodeOffsetFor(nslots);
       std::size_t const bytes = nodeOffset + nslots * sizeof(Node);
       void* mem = std::aligned_alloc(alignof(std::max_align_t),
@@ -547,7 +533,7 @@ private:
       if (!mem) throw std::bad_alloc();
       Block* b = static_cast<Block*>(mem);
       b->refs = 1;
-      b->log2cap = log2cap;
+      b->cap = cap;
       b->count = 0;
       b->nslots = nslots;
       b->nodeOffset = nodeOffset;
@@ -580,39 +566,89 @@ private:
       ++o.stamp_;
    }
 
-   void prepareForInsert() {
-      if (!block_) {
-         block_ = allocate(minLog2Cap, (std::size_t{1} << minLog2Cap) + minTail);
-         ++stamp_;
-      } else if (block_->count + 1 > maxCount(block_->log2cap)) {
-         rebuild(block_->log2cap + 1, minTail);
-      } else {
+   // Where a search for `k` ended: the slot of its member (found), or the slot
+   // where its member would go (the first member after it, or an empty slot).
+   struct Place {
+      std::size_t slot;
+      bool found;
+   };
+   // One pass for both answers that a change needs: whether `k` is a member and,
+   // if not, where it goes. Only nodes whose stored hash equals `h` are read.
+   Place locate(Key const& k, std::uint32_t h) const {
+      if (!block_) return {0, false};
+      std::uint32_t const* const hs = block_->hashes();
+      Node const* const nodes = block_->nodes();
+      std::size_t i = firstNotBelow(hs, home(h), h);
+      for (; hs[i] == h; ++i) {
+         decltype(auto) nk = nodeKey(nodes[i]);
+         if (nk == k) return {i, true};
+         if (!(nk < k)) break;
+      }
+      return {i, false};
+   }
+   // The node at `slot`, found for (k, h), ready to be written: a block shared
+   // with a copy is copied first, and the node found again in the copy.
+   Node* writableNode(std::size_t slot, Key const& k, std::uint32_t h) {
+      if (block_->refs > 1) {
          makeUnique();
+         slot = lowerBound(h, k);
+      }
+      return block_->nodes() + slot;
+   }
+   // Inserts `node` of rhash `h`, whose key is absent, at `slot`: where locate()
+   // or lowerBound() found its place in the current block. A table that must grow
+   // or be copied first is laid out again and the place found anew.
+   Node* placeMember(std::size_t slot, std::uint32_t h, Node&& node) {
+      if (!block_) {
+         block_ = allocate(minCap, minCap + minTail);
+         ++stamp_;
+         slot = lowerBound(h, nodeKey(node));
+      } else if (block_->count + 1 > maxCount(block_->cap)) {
+         std::uint32_t const cap = nextCap(block_->cap);
+         rebuild(cap, tailFor(cap));
+         slot = lowerBound(h, nodeKey(node));
+      } else if (block_->refs > 1) {
+         makeUnique();
+         slot = lowerBound(h, nodeKey(node));
+      }
+      for (;;) {
+         std::size_t const end = firstEmpty(block_->hashes(), slot);
+         if (end + 1 >= block_->nslots) [[unlikely]] {
+            // The run would reach the sentinel: widen the tail and try again.
+            rebuild(block_->cap, (block_->nslots - capacity()) * 2);
+            slot = lowerBound(h, nodeKey(node));
+            continue;
+         }
+         shift(block_, slot, end, 1);
+         block_->hashes()[slot] = h;
+         Node* const placed = block_->nodes() + slot;
+         ::new (static_cast<void*>(placed)) Node(std::move(node));
+         ++block_->count;
+         ++stamp_;
+         return placed;
       }
    }
    // Copy on write: a block shared with a copy is copied before the first change.
    void makeUnique() {
-      if (block_->refs > 1) rebuild(block_->log2cap, block_->nslots - capacity());
+      if (block_->refs > 1) rebuild(block_->cap, block_->nslots - capacity());
    }
-   // Lays the members out again in a new block of 2^log2cap home slots and at
-   // least `tail` slots after them. Order is kept: each member goes to its home or
-   // just after the member before it.
-   void rebuild(std::uint32_t log2cap, std::size_t tail) {
+   // Lays the members out again in a new block of `cap` home slots and at least
+   // `tail` slots after them. Order is kept: each member goes to its home or just
+   // after the member before it.
+   void rebuild(std::uint32_t cap, std::size_t tail) {
       Block* old = block_;
-      std::size_t const shiftBits = 32 - log2cap;
       std::size_t last = 0;
       bool any = false;
       std::uint32_t const* const oldHashes = old->hashes();
       Node* const oldNodes = old->nodes();
       for (std::size_t i = 0; i < old->nslots; ++i) {
          if (oldHashes[i] == 0) continue;
-         std::size_t const h = static_cast<std::size_t>(oldHashes[i]) >> shiftBits;
+         std::size_t const h = homeIn(cap, oldHashes[i]);
          last = any ? std::max(h, last + 1) : h;
          any = true;
       }
-      std::size_t const cap = std::size_t{1} << log2cap;
       std::size_t const nslots = std::max(cap + std::max(tail, minTail), last + 2 + minTail);
-      Block* b = allocate(log2cap, nslots);
+      Block* b = allocate(cap, nslots);
       bool const steal = old->refs == 1;
       std::uint32_t* const hs = b->hashes();
       Node* const nodes = b->nodes();
@@ -620,7 +656,7 @@ private:
       for (std::size_t i = 0; i < old->nslots; ++i) {
          std::uint32_t const h = oldHashes[i];
          if (h == 0) continue;
-         std::size_t const pos = std::max(static_cast<std::size_t>(h) >> shiftBits, next);
+         std::size_t const pos = std::max(homeIn(cap, h), next);
          hs[pos] = h;
          if (steal) {
             ::new (static_cast<void*>(nodes + pos)) Node(std::move(oldNodes[i]));
@@ -761,6 +797,25 @@ private:
       }
 #endif
       while (hs[i] - 1u < h - 1u)
+         ++i;
+      return i;
+   }
+   // The first empty slot from `i` on; the last slot is always empty.
+   std::size_t firstEmpty(std::uint32_t const* hs, std::size_t i) const {
+#if defined(__SSE2__)
+      std::size_t const end = block_->nslots;
+      __m128i const zero = _mm_setzero_si128();
+      while (i + 8 <= end) {
+         __m128i const lo = _mm_loadu_si128(reinterpret_cast<__m128i const*>(hs + i));
+         __m128i const hi = _mm_loadu_si128(reinterpret_cast<__m128i const*>(hs + i + 4));
+         __m128i const packed =
+             _mm_packs_epi32(_mm_cmpeq_epi32(lo, zero), _mm_cmpeq_epi32(hi, zero));
+         unsigned const mask = static_cast<unsigned>(_mm_movemask_epi8(packed));
+         if (mask != 0) return i + static_cast<unsigned>(__builtin_ctz(mask)) / 2;
+         i += 8;
+      }
+#endif
+      while (hs[i] != 0)
          ++i;
       return i;
    }
