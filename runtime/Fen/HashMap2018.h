@@ -260,9 +260,10 @@ public:
    // Makes room for `n` members in all: until the map holds more than `n`, an
    // insertion neither grows the table nor allocates. (Only a pile-up of hashes
    // that runs past the end of the tail still widens the tail, as at any size.)
-   // Room is made as growth makes it: the first capacity of the growth steps
-   // whose home slots are at most 7/8 full, with the tail of that capacity; a
-   // table is never made smaller. A block shared with a copy is copied, as by any change, so that
+   // Room is made to measure: the fewest home slots that hold `n` members at
+   // most 7/8 full (the map's greatest load, which growth reaches only just
+   // before it grows), with the tail of that capacity; a table is never made
+   // smaller. A block shared with a copy is copied, as by any change, so that
    // the inserts that follow do not copy it either; the copy keeps the old block
    // (when the table has room for `n` already, that copy is all that happens).
    // With `n` not above the current size nothing happens, sharing included.
@@ -270,9 +271,7 @@ public:
    // with the members it has not visited yet, each exactly once.
    void reserve(std::size_t n) {
       if (n <= size()) return;
-      std::uint32_t cap = block_ ? block_->cap : minCap;
-      while (maxCount(cap) < n)
-         cap = nextCap(cap);
+      std::uint32_t const cap = std::max(block_ ? block_->cap : minCap, capFor(n));
       if (!block_) {
          block_ = allocate(cap, cap + tailFor(cap));
          ++stamp_;
@@ -487,16 +486,23 @@ private:
    // every member, and the runs an insertion shifts grow fast past 7/8.)
    static constexpr std::uint32_t minCap = 8;
    static constexpr std::uint32_t maxCap = 3u << 30;
+   // The next capacity of the steps above `cap` (a reserved table may have any).
    static std::uint32_t nextCap(std::uint32_t cap) {
       if (cap >= maxCap) throw std::length_error("Fen::HashMap2018: too many members");
-      bool const powerOfTwo = (cap & (cap - 1)) == 0;
-      return powerOfTwo ? cap / 2 * 3 : cap / 3 * 4;
+      std::uint32_t const p = std::uint32_t{1} << (31 - __builtin_clz(cap));
+      return cap < p / 2 * 3 ? p / 2 * 3 : p * 2;
    }
    static std::size_t maxCount(std::uint32_t cap) { return std::size_t{cap} * 7 / 8; }
+   // The fewest home slots that hold `n` members at most 7/8 full.
+   static std::uint32_t capFor(std::size_t n) {
+      std::size_t const cap = std::max<std::size_t>(minCap, (n * 8 + 6) / 7);
+      if (cap > maxCap) throw std::length_error("Fen::HashMap2018: too many members");
+      return static_cast<std::uint32_t>(cap);
+   }
    // The slots after the last home slot, where the runs that start near the end
    // go on. Runs grow longer with the table, so its tail does too; a run that
    // would reach the last slot widens the tail.
-   static constexpr std::size_t minTail = 8;
+   static constexpr std::size_t minTail = 16;
    static std::size_t tailFor(std::uint32_t cap) { return minTail + cap / 64; }
 
    static constexpr std::size_t shortRun = 8;
