@@ -1591,3 +1591,101 @@ TEST(HashMap2018Reserve, ReserveOfZeroOrNotAboveTheSizeOrTheRoomDoesNothing) {
    EXPECT_EQ(walkKeys(m), keys);
    EXPECT_EQ(walkKeys(copy), keys);
 }
+
+// ---- growth ------------------------------------------------------------------------
+
+// The capacities a table filled from empty goes through, with the size at which
+// each was left.
+std::vector<std::pair<std::size_t, std::size_t>> growthSteps(int members) {
+   std::vector<std::pair<std::size_t, std::size_t>> steps;
+   CostMap m;
+   for (int i = 0; i < members; ++i) {
+      std::size_t const before = m.capacity();
+      m.memberIs(encapOf(i), i);
+      if (m.capacity() != before) steps.emplace_back(m.capacity(), m.size());
+   }
+   return steps;
+}
+
+TEST(HashMap2018Growth, CapacitiesArePowersOfTwoAndThreeHalvesOfThem) {
+   std::vector<std::size_t> capacities;
+   for (auto const& [capacity, size] : growthSteps(200000))
+      capacities.push_back(capacity);
+   ASSERT_GE(capacities.size(), 2u);
+   EXPECT_EQ(capacities[0], 8u);
+   EXPECT_EQ(capacities[1], 12u);
+   for (std::size_t i = 1; i < capacities.size(); ++i) {
+      std::size_t const c = capacities[i - 1];
+      bool const powerOfTwo = (c & (c - 1)) == 0;
+      EXPECT_EQ(capacities[i], powerOfTwo ? c / 2 * 3 : c / 3 * 4) << "after " << c;
+   }
+}
+
+TEST(HashMap2018Growth, ATableGrowsOnlyWhenAnInsertWouldFillMoreThanSevenEighths) {
+   auto const steps = growthSteps(200000);
+   for (std::size_t i = 1; i < steps.size(); ++i) {
+      std::size_t const oldCapacity = steps[i - 1].first;
+      // The insert that grew the table was the first beyond 7/8 of the old one.
+      EXPECT_EQ(steps[i].second, oldCapacity * 7 / 8 + 1) << "growth from " << oldCapacity;
+   }
+}
+
+TEST(HashMap2018Growth, ABigTableStaysBetweenFiftyEightPercentAndSevenEighthsFull) {
+   CostMap m;
+   for (int i = 0; i < 150000; ++i) {
+      m.memberIs(encapOf(i), i);
+      if (m.size() < 1000) continue;
+      double const load = static_cast<double>(m.size()) / static_cast<double>(m.capacity());
+      ASSERT_GE(load, 0.58) << m.size();
+      ASSERT_LE(load, 0.875) << m.size();
+   }
+}
+
+TEST(HashMap2018Growth, TheTailGrowsWithTheTable) {
+   for (int const n : {10, 1000, 100000}) {
+      CostMap m;
+      m.reserve(static_cast<std::size_t>(n));
+      EXPECT_EQ(m.slotCount() - m.capacity(), 16 + m.capacity() / 64) << n;
+   }
+}
+
+TEST(HashMap2018Reserve, ReserveSizesTheTableToMeasure) {
+   for (std::size_t const n : {std::size_t{7}, std::size_t{13}, std::size_t{100}, std::size_t{1000},
+                               std::size_t{100000}}) {
+      CostMap m;
+      m.reserve(n);
+      // The fewest home slots that hold n members at most 7/8 full.
+      EXPECT_GE(m.capacity() * 7 / 8, n) << n;
+      EXPECT_LT((m.capacity() - 1) * 7 / 8, n) << n;
+   }
+}
+
+TEST(HashMap2018Reserve, AMeasuredTableGrowsOnToTheNextStep) {
+   CostMap m;
+   m.reserve(1000);  // 1143 home slots, not a growth step
+   ASSERT_EQ(m.capacity(), 1143u);
+   for (int i = 0; i <= 1000; ++i)
+      m.memberIs(encapOf(i), i);
+   EXPECT_EQ(m.capacity(), 1536u);
+   for (int i = 0; i <= 1000; ++i)
+      ASSERT_EQ(m.member(encapOf(i)), i) << i;
+}
+
+TEST(HashMap2018Iterator, AWalkKeepsItsOrderAcrossMeasuredAndStepCapacities) {
+   // The same members in tables of many capacities walk in the same order: a
+   // member's place depends on its rhash and key, not on the table's size.
+   std::vector<Ulva::IntfEncap> reference;
+   for (std::size_t const room : {0, 600, 601, 777, 1143, 5000, 123457}) {
+      CostMap m;
+      m.reserve(room);
+      for (int i = 0; i < 600; ++i)
+         m.memberIs(encapOf(i), i);
+      std::vector<Ulva::IntfEncap> const keys = walkKeys(m);
+      ASSERT_EQ(keys.size(), 600u) << room;
+      if (reference.empty()) {
+         reference = keys;
+      } else {
+         EXPECT_EQ(keys, reference) << room;
+      }
+   }
+}
