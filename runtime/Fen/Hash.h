@@ -91,8 +91,9 @@ std::uint64_t keyWord(K const& k) {
 // Seeded form: rhash from the process seed XOR the map's salt. Every map of this
 // system and of the encap model uses it.
 struct KeyAndRhashSeedArg {
+   // Forced inline: it runs in every lookup, and GCC otherwise calls it.
    template <class K>
-   static std::uint32_t rhash(K const& k, std::uint32_t salt) {
+   [[gnu::always_inline]] static std::uint32_t rhash(K const& k, std::uint32_t salt) {
       std::uint32_t const seed = hashSeed32() ^ salt;
       if constexpr (requires {
                        { k.hash(seed) } -> std::convertible_to<std::uint32_t>;

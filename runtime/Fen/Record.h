@@ -90,8 +90,10 @@ struct Fields {
    static constexpr void forEach(Fn&& fn) {
       (fn(F{}), ...);
    }
+   // Forced inline: a key's comparison runs in every map lookup, and GCC
+   // otherwise leaves the fold over a record of records as a call.
    template <class Fn>
-   static constexpr bool all(Fn&& fn) {
+   [[gnu::always_inline]] static constexpr bool all(Fn&& fn) {
       return (fn(F{}) && ...);
    }
 };
@@ -107,8 +109,9 @@ constexpr void forEachField(Fn&& fn) {
 }
 
 template <class R>
-bool recordEqual(R const& a, R const& b) {
-   return R::FenFields::all([&](auto f) { return a.*f.member == b.*f.member; });
+[[gnu::always_inline]] inline bool recordEqual(R const& a, R const& b) {
+   return R::FenFields::all([&](auto f)
+                                [[gnu::always_inline]] { return a.*f.member == b.*f.member; });
 }
 
 // The word a field contributes to its record's hash.
