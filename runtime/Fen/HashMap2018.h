@@ -28,11 +28,14 @@
 // cache and a miss rarely reads a node at all. Members are kept in the order of
 // (rhash, key): a member sits at or after its home slot, its rhash scaled down
 // to the number of home slots (rhash * homeSlots / 2^32, which rises with the
-// rhash at any table size), and linear probing keeps the whole table sorted. That order does not
-// depend on the table's size, which is what lets an iterator resume after the
-// last key it gave whatever happened to the map in between. The last slot is
-// always empty and ends every scan. A lookup reads the home slot's hash and,
-// rarely, a few hashes after it, then the node of the matching slot.
+// rhash at any table size), and linear probing keeps the whole table sorted.
+// That order does not depend on the table's size, which is what lets an
+// iterator resume after the last key it gave whatever happened to the map in
+// between. The last slot is always empty and ends every scan. A lookup reads the
+// hashes from the home slot to the first that is not below its own, then the
+// node of a slot whose hash equals its own. An insertion finds its place in
+// that same pass and shifts the rest of the run, up to the next empty slot, by
+// one slot.
 //
 // Copies share the block until one side changes (copy on write): a change on one
 // side never shows on the other.
