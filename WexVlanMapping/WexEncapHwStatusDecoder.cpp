@@ -60,6 +60,15 @@ void WexEncapHwStatusDecoder::updateMember(Ulva::IntfEncap const& encap,
    FEN_ASSERT(hwStatuss() == hwStatusCount());
 }
 
+void WexEncapHwStatusDecoder::addMember(Ulva::IntfEncap const& encap,
+                                        Ulva::IntfEncapHwStatus status) {
+   if (hwStatus_[encap]) return;
+   // The counter moves before the map is written, as in updateMember.
+   hwStatusCountInc(status);
+   hwStatusIs(encap, status);
+   FEN_ASSERT(hwStatuss() == hwStatusCount());
+}
+
 void WexEncapHwStatusDecoder::removeMember(Ulva::IntfEncap const& encap) {
    if (auto const* node = hwStatus_[encap]) hwStatusCountDec(node->value);
    hwStatusDel(encap);

@@ -61,6 +61,10 @@ public:
    Ulva::IntfEncapHwStatus aggrHwStatus(bool anySuccessful) const;
    // Records a member's status; a repeat of the recorded status changes nothing.
    void updateMember(Ulva::IntfEncap const& encap, Ulva::IntfEncapHwStatus newStatus);
+   // Records a new member with `status`; a member already there keeps the status
+   // recorded for it. One lookup of the key, not the two of hwStatusHas and then
+   // updateMember.
+   void addMember(Ulva::IntfEncap const& encap, Ulva::IntfEncapHwStatus status);
    // Forgets a member; a key that is no member changes nothing.
    void removeMember(Ulva::IntfEncap const& encap);
    // Moves the counter of `hwStatus` by one; a byte outside the enumeration ends

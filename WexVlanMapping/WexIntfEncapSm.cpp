@@ -96,6 +96,7 @@ Fen::Ptr<WexIntfEncapHwConfigColl> WexIntfEncapSm::hwConfigCollDel() {
 }
 
 void WexIntfEncapSm::handleInitialized() {
+   eventBegins();
    GANTRY_TRACE(8, "WexIntfEncapSm::handleInitialized: ");
    FEN_ASSERT(wcsd());
    FEN_ASSERT(serviceIntfFwdInfo());
@@ -158,11 +159,20 @@ void WexIntfEncapSm::prefetchUpdateHwConfig(Ulva::IntfEncap const& intfEncap) co
    hwStatusColl()->hwStatusMap().prefetch(intfEncap);
    retryNeeded_.prefetch(intfEncap);
    intfEncapHwStatus()->hwStatusMap().prefetch(intfEncap);
+   intfEncapPublishedSvcIntf_.prefetch(intfEncap);
+   // The lists of the encap's interface, found through the small directories of
+   // interfaces.
+   if (WexPortEncapHwConfigList const* const list = hwConfigListOf(intfEncap.intfId()))
+      list->hwConfigMap().prefetch(intfEncap);
+   if (auto const* const wantedList = portWantedEncap_[intfEncap.intfId()];
+       wantedList && *wantedList)
+      (*wantedList)->encapMap().prefetch(intfEncap);
 }
 
 // ---- derivation ---------------------------------------------------------------
 
 void WexIntfEncapSm::handleIntfEncapServiceIntf(Ulva::IntfEncap const& intfEncap) {
+   eventBegins();
    bool const isDel = !intfEncapServiceIntf()->serviceIntfHas(intfEncap);
    GANTRY_TRACE(8, "WexIntfEncapSm::handleIntfEncapServiceIntf: (%s, %s:%s, %s:%s) isDel:%s",
                 GANTRY_ENCAP(intfEncap), isDel);
@@ -170,6 +180,7 @@ void WexIntfEncapSm::handleIntfEncapServiceIntf(Ulva::IntfEncap const& intfEncap
 }
 
 void WexIntfEncapSm::handleDynamicIntfEncap(Ulva::IntfEncap const& intfEncap) {
+   eventBegins();
    // Its reactor exists only while a collection is attached; a direct call
    // without one is a broken contract.
    FEN_ASSERT(dynamicIntfEncap());
@@ -189,6 +200,7 @@ void WexIntfEncapSm::handleDynamicIntfEncap() {
 }
 
 void WexIntfEncapSm::handleServiceIntfFwdInfo(Kestin::IntfId intfId) {
+   eventBegins();
    bool const isDel = !serviceIntfFwdInfo()->fwdInfoHas(intfId);
    GANTRY_TRACE(8, "WexIntfEncapSm::handleServiceIntfFwdInfo: %s isDel:%s", intfId.stringValue(),
                 isDel);
@@ -208,26 +220,31 @@ void WexIntfEncapSm::handleServiceIntfFwdInfo(Kestin::IntfId intfId) {
 }
 
 void WexIntfEncapSm::updateHwConfig(Ulva::IntfEncap const& intfEncap) {
+   // What the steps learn of the encap, handed to its rollup.
+   KnownEncap known;
+   known.events = eventsBegun_;
    // 1-7: the config as it should be, and the service interface it serves.
    Kestin::IntfId serviceIntf;
    bool isWanted = false;
-   WexIntfEncapHwConfig const wanted = deriveHwConfig(intfEncap, &serviceIntf, &isWanted);
+   WexIntfEncapHwConfig const wanted =
+       deriveHwConfig(intfEncap, &serviceIntf, &isWanted, &known.staticServiceIntf);
    // 8-9: leave the former service aggregate, join the new one.
    doMoveSvcMembership(intfEncap, serviceIntf);
    updateWantedEncap(intfEncap, isWanted);
    // 10-12: the config programmed as wanted.
-   doReplaceHwConfig(intfEncap, wanted);
+   doReplaceHwConfig(intfEncap, wanted, &known);
    // 13-14
-   updateEncapHwStatus(intfEncap);
+   updateEncapHwStatusWith(intfEncap, &known);
    if (serviceIntf != noIntf) updateSvcIntfHwStatus(serviceIntf);
 }
 
 WexIntfEncapHwConfig WexIntfEncapSm::deriveHwConfig(Ulva::IntfEncap const& intfEncap,
-                                                    Kestin::IntfId* serviceIntfOut,
-                                                    bool* wantedOut) const {
+                                                    Kestin::IntfId* serviceIntfOut, bool* wantedOut,
+                                                    Kestin::IntfId* staticServiceIntfOut) const {
    // 1-4: what is wanted, a dynamic entry winning over the static one field by field.
    Ulva::VlanTagEncap egressEncap = intfEncap.encap();
    Kestin::IntfId serviceIntf = intfEncapServiceIntf()->serviceIntf(intfEncap);
+   if (staticServiceIntfOut) *staticServiceIntfOut = serviceIntf;
    WexIntfEncapSource source = staticEncap;
    bool wanted = serviceIntf != noIntf;
    if (WexDynamicIntfEncapColl const* dynamic = dynamicIntfEncap()) {
@@ -261,32 +278,50 @@ void WexIntfEncapSm::doMoveSvcMembership(Ulva::IntfEncap const& intfEncap,
    }
    // 9: join the new one; a new member starts as failed.
    if (serviceIntf != noIntf) {
-      Fen::Ptr<WexEncapHwStatusDecoder> const decoder =
-          svcHwStatusDecoderIs(serviceEncap(serviceIntf));
-      if (!decoder->hwStatusHas(intfEncap)) decoder->updateMember(intfEncap, Ulva::hwStatusFailed);
-      intfEncapSvcIntfCachedIs(intfEncap, serviceIntf);
+      svcHwStatusDecoderIs(serviceEncap(serviceIntf))->addMember(intfEncap, Ulva::hwStatusFailed);
+      // A service that stayed is cached already: nothing ran since the read.
+      if (oldSvc != serviceIntf) intfEncapSvcIntfCachedIs(intfEncap, serviceIntf);
    } else {
       intfEncapSvcIntfCachedDel(intfEncap);
    }
 }
 
 void WexIntfEncapSm::doReplaceHwConfig(Ulva::IntfEncap const& intfEncap,
-                                       WexIntfEncapHwConfig const& wanted) {
+                                       WexIntfEncapHwConfig const& wanted, KnownEncap* known) {
    // 10-12: any difference is a delete and an add; fwdData 0 forwards nowhere.
-   WexIntfEncapHwConfig const old = getHwConfig(intfEncap);
-   if (old == wanted) return;
-   if (old != noHwConfig) doDeleteHwConfig(old);
-   if (wanted.fwdInfo().fwdData() != 0) doAddHwConfig(wanted);
+   WexPortEncapHwConfigList* list = hwConfigListOf(intfEncap.intfId());
+   WexIntfEncapHwConfig const old = list ? list->hwConfig(intfEncap) : noHwConfig;
+   if (old == wanted) {
+      known->listed = old != noHwConfig;
+      return;
+   }
+   if (old != noHwConfig) {
+      doDeleteHwConfig(old);
+      // The delete may have dropped the list with its last config.
+      list = nullptr;
+   }
+   known->listed = wanted.fwdInfo().fwdData() != 0;
+   if (known->listed) known->answer = addHwConfig(wanted, list);
 }
 
 // ---- adding and deleting configs ----------------------------------------------
 
 void WexIntfEncapSm::doAddHwConfig(WexIntfEncapHwConfig const& hwConfig) {
+   (void)addHwConfig(hwConfig, nullptr);
+}
+
+std::optional<Ulva::IntfEncapHwStatus> WexIntfEncapSm::addHwConfig(
+    WexIntfEncapHwConfig const& hwConfig, WexPortEncapHwConfigList* list) {
    Kestin::IntfId const intf = hwConfig.intfEncap().intfId();
    // The wanted config is recorded first, whatever happens next.
-   portToHwConfigListIs(intf)->hwConfigIs(hwConfig);
+   if (list) {
+      list->hwConfigIs(hwConfig);
+   } else {
+      portToHwConfigListIs(intf)->hwConfigIs(hwConfig);
+   }
    // A port in a LAG does not program its own configs.
-   if (!portToLagCachedHas(intf)) doAddPortHwConfig(hwConfig);
+   std::optional<Ulva::IntfEncapHwStatus> answer;
+   if (!portToLagCachedHas(intf)) answer = addPortHwConfig(hwConfig);
    if (hwConfig.isLag()) {
       // The members the machine took note of; a copy, walked undisturbed.
       Wex::WexLagPortList const ports = lagMembersCached(hwConfig.lagId());
@@ -294,6 +329,7 @@ void WexIntfEncapSm::doAddHwConfig(WexIntfEncapHwConfig const& hwConfig) {
          doAddPortHwConfig(portHwConfigOf(hwConfig, port, hwConfig.lagId()));
       });
    }
+   return answer;
 }
 
 void WexIntfEncapSm::doDeleteHwConfig(WexIntfEncapHwConfig const& hwConfig) {
@@ -319,12 +355,22 @@ void WexIntfEncapSm::doDeleteHwConfig(WexIntfEncapHwConfig const& hwConfig) {
 // ---- per-port configs ------------------------------------------------------------
 
 WexIntfEncapHwConfig WexIntfEncapSm::getHwConfig(Ulva::IntfEncap const& intfEncap) const {
-   auto const* list = portToHwConfigList_[intfEncap.intfId()];
-   if (!list || !*list) return WexIntfEncapHwConfig();
-   return (*list)->hwConfig(intfEncap);
+   WexPortEncapHwConfigList const* const list = hwConfigListOf(intfEncap.intfId());
+   if (!list) return WexIntfEncapHwConfig();
+   return list->hwConfig(intfEncap);
+}
+
+WexPortEncapHwConfigList* WexIntfEncapSm::hwConfigListOf(Kestin::IntfId intf) const {
+   auto const* const list = portToHwConfigList_[intf];
+   return list ? list->ptr() : nullptr;
 }
 
 void WexIntfEncapSm::doAddPortHwConfig(WexIntfEncapHwConfig const& portHwConfig) {
+   (void)addPortHwConfig(portHwConfig);
+}
+
+std::optional<Ulva::IntfEncapHwStatus> WexIntfEncapSm::addPortHwConfig(
+    WexIntfEncapHwConfig const& portHwConfig) {
    Ulva::IntfEncap const portEncap = portHwConfig.intfEncap();
    // A port that is down keeps no config: an add takes out what was there.
    if (portDown(portEncap.intfId())) {
@@ -333,10 +379,10 @@ void WexIntfEncapSm::doAddPortHwConfig(WexIntfEncapHwConfig const& portHwConfig)
                    "platform port down",
                    GANTRY_ENCAP(portEncap));
       doDeletePortHwConfig(portEncap);
-      return;
+      return std::nullopt;
    }
    // Nothing is programmed twice.
-   if (hwConfigColl()->config(portEncap) == portHwConfig) return;
+   if (hwConfigColl()->config(portEncap) == portHwConfig) return std::nullopt;
    GANTRY_TRACE(7, "WexIntfEncapSm::doAddPortHwConfig: (%s, %s:%s, %s:%s) lagId:%s",
                 GANTRY_ENCAP(portEncap), portHwConfig.lagId().stringValue());
    // Stored before the hook runs: the platform's view may read it.
@@ -353,6 +399,7 @@ void WexIntfEncapSm::doAddPortHwConfig(WexIntfEncapHwConfig const& portHwConfig)
    if (portHwConfig.isLagMember()) {
       lagHwStatusDecoderIs(portHwConfig.parentIntfEncap())->updateMember(portEncap, status);
    }
+   return status;
 }
 
 void WexIntfEncapSm::doDeletePortHwConfig(Ulva::IntfEncap const& portEncap) {
@@ -371,23 +418,38 @@ void WexIntfEncapSm::doDeletePortHwConfig(Ulva::IntfEncap const& portEncap) {
 // ---- status rollup -----------------------------------------------------------------
 
 void WexIntfEncapSm::updateEncapHwStatus(Ulva::IntfEncap const& intfEncap) {
-   Ulva::IntfEncapHwStatus const ownStatus = hwStatusColl()->hwStatus(intfEncap);
+   updateEncapHwStatusWith(intfEncap, nullptr);
+}
+
+void WexIntfEncapSm::updateEncapHwStatusWith(Ulva::IntfEncap const& intfEncap,
+                                             KnownEncap const* known) {
+   // What updateHwConfig learnt stands only while no other event has begun.
+   if (known && known->events != eventsBegun_) known = nullptr;
+   Ulva::IntfEncapHwStatus const ownStatus =
+       known && known->answer ? *known->answer : hwStatusColl()->hwStatus(intfEncap);
    // 2: retry bookkeeping, on the encap itself.
    updateRetryNeeded(intfEncap, ownStatus);
    // 3-6: the encap the status is published under, and its status.
    Ulva::IntfEncap rollupEncap = intfEncap;
    Ulva::IntfEncapHwStatus newStatus = rollupHwStatus(intfEncap, ownStatus, &rollupEncap);
+   // The rest is about the published encap: a LAG member's is its LAG's.
+   if (rollupEncap != intfEncap) known = nullptr;
    // 7-8: the limits of what can be published.
-   newStatus = cappedHwStatus(rollupEncap, newStatus);
+   bool const listed = known ? known->listed : getHwConfig(rollupEncap) != noHwConfig;
+   newStatus = cappedHwStatus(rollupEncap, newStatus, listed);
    // 9-11: published, or withdrawn.
-   publishEncapHwStatus(rollupEncap, newStatus);
+   Kestin::IntfId const svcIntf =
+       known ? known->staticServiceIntf : intfEncapServiceIntf()->serviceIntf(rollupEncap);
+   publishEncapHwStatus(rollupEncap, newStatus, svcIntf);
 }
 
 void WexIntfEncapSm::updateRetryNeeded(Ulva::IntfEncap const& intfEncap,
                                        Ulva::IntfEncapHwStatus ownStatus) {
-   // An absent status reads as failed, so not ready means a stored report.
-   WexIntfEncapHwConfig const* const programmed = hwConfigColl()->configMap()[intfEncap];
-   if (ownStatus == Ulva::hwStatusNotReady && programmed && *programmed != noHwConfig) {
+   // An absent status reads as failed, so not ready means a stored report. The
+   // config is looked up only for a status that may need a retry.
+   WexIntfEncapHwConfig const* const programmed =
+       ownStatus == Ulva::hwStatusNotReady ? hwConfigColl()->configMap()[intfEncap] : nullptr;
+   if (programmed && *programmed != noHwConfig) {
       retryNeededIs(intfEncap);
    } else {
       retryNeededDel(intfEncap);
@@ -423,9 +485,10 @@ Ulva::IntfEncapHwStatus WexIntfEncapSm::rollupHwStatus(Ulva::IntfEncap const& in
 }
 
 Ulva::IntfEncapHwStatus WexIntfEncapSm::cappedHwStatus(Ulva::IntfEncap const& rollupEncap,
-                                                       Ulva::IntfEncapHwStatus status) const {
+                                                       Ulva::IntfEncapHwStatus status,
+                                                       bool listed) const {
    // 7: no derivable config, no way up.
-   if (getHwConfig(rollupEncap) == noHwConfig) status = Ulva::hwStatusFailed;
+   if (!listed) status = Ulva::hwStatusFailed;
    // 8: the remote side can lower the status, never raise it.
    if (Ulva::IntfEncapHwStatusColl const* remote = remoteEncapHwStatus()) {
       Ulva::IntfEncapHwStatus const remoteStatus = remote->hwStatus(rollupEncap);
@@ -440,9 +503,8 @@ Ulva::IntfEncapHwStatus WexIntfEncapSm::cappedHwStatus(Ulva::IntfEncap const& ro
 }
 
 void WexIntfEncapSm::publishEncapHwStatus(Ulva::IntfEncap const& rollupEncap,
-                                          Ulva::IntfEncapHwStatus status) {
+                                          Ulva::IntfEncapHwStatus status, Kestin::IntfId svcIntf) {
    // 9-10: only statically wanted encaps with a service interface are published.
-   Kestin::IntfId const svcIntf = intfEncapServiceIntf()->serviceIntf(rollupEncap);
    // A static service interface that changed or went keeps no place for the encap.
    Kestin::IntfId const publishedSvc = intfEncapPublishedSvcIntf(rollupEncap);
    if (publishedSvc != svcIntf && publishedSvc != noIntf) {
@@ -506,6 +568,7 @@ void WexIntfEncapSm::updateSvcIntfHwStatus(Kestin::IntfId svcIntf) {
 
 void WexIntfEncapSm::platformEncapHwStatusIs(Ulva::IntfEncap const& intfEncap,
                                              Ulva::IntfEncapHwStatus hwStatus) {
+   eventBegins();
    GANTRY_TRACE(8, "WexIntfEncapSm::platformEncapHwStatusIs: (%s, %s:%s, %s:%s) hwStatus:%s",
                 GANTRY_ENCAP(intfEncap), hwStatus);
    // A status can be reported for an Ethernet port or a port channel only.
@@ -518,6 +581,7 @@ void WexIntfEncapSm::platformEncapHwStatusIs(Ulva::IntfEncap const& intfEncap,
 }
 
 void WexIntfEncapSm::handleHwConfigRetry() {
+   eventBegins();
    GANTRY_TRACE(8, "WexIntfEncapSm::handleHwConfigRetry: ");
    Fen::forEachKey(retryNeeded_, [this](Ulva::IntfEncap const& encap) {
       WexIntfEncapHwConfig hwConfig = hwConfigColl()->config(encap);
@@ -536,6 +600,7 @@ void WexIntfEncapSm::handleHwConfigRetry() {
 // ---- port down and reinitialisation ------------------------------------------------
 
 void WexIntfEncapSm::platformPortDownIs(Kestin::IntfId port, bool portIsDown) {
+   eventBegins();
    if (!EthIntfId::isEthIntfId(port)) return;
    if (portDownHas(port) && portDown(port) == portIsDown) return;
    GANTRY_TRACE(8, "WexIntfEncapSm::platformPortDownIs: %s portIsDown: %s", port.stringValue(),
@@ -562,6 +627,7 @@ void WexIntfEncapSm::platformPortDownIs(Kestin::IntfId port, bool portIsDown) {
 }
 
 void WexIntfEncapSm::reinitAllHwConfig() {
+   eventBegins();
    GANTRY_TRACE(8, "WexIntfEncapSm::reinitAllHwConfig: ");
    Fen::forEachKey(hwConfigColl()->configMap(), [this](Ulva::IntfEncap const& key) {
       WexIntfEncapHwConfig const hwConfig = hwConfigColl()->config(key);
@@ -574,6 +640,7 @@ void WexIntfEncapSm::reinitAllHwConfig() {
 // ---- LAG membership ------------------------------------------------------------------
 
 void WexIntfEncapSm::handlePortToLag(Kestin::IntfId port) {
+   eventBegins();
    bool const isDel = !wcsd()->portToLagHas(port);
    GANTRY_TRACE(8, "WexIntfEncapSm::handlePortToLag: %s isDel:%s", port.stringValue(), isDel);
    if (isDel) {
@@ -732,6 +799,7 @@ void WexIntfEncapSm::updateWantedEncap(Ulva::IntfEncap const& intfEncap, bool wa
 // ---- remote status -----------------------------------------------------------------
 
 void WexIntfEncapSm::handleRemoteEncapHwStatus(Ulva::IntfEncap const& intfEncap) {
+   eventBegins();
    // As above: the remote status may be absent, and then nothing calls this.
    FEN_ASSERT(remoteEncapHwStatus());
    bool const isDel = !remoteEncapHwStatus()->hwStatusHas(intfEncap);

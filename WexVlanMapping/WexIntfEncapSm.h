@@ -68,11 +68,21 @@
 // by a replaced or detached dynamic collection and a status the platform
 // reported that the hardware's input does not give.
 //
+// Re-entry
+// --------
+// A hook, or a listener of an output or of hwConfigColl and hwStatusColl, may
+// start another event (report a status, change an input) before the step that
+// called it has returned. Each event counts itself as it begins; what
+// updateHwConfig carries from its first steps to its rollup, so as not to look
+// the encap up again, stands only when no event began in between: otherwise the
+// rollup reads the tables as they are, and the outcome is the inner event's.
+//
 // Thread safety: none. Everything runs on the thread of the writer of an input.
 // Teardown withdraws nothing: no hook is called and no output is cleared.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "Fen/Accessors.h"
 #include "Fen/Reactor.h"
@@ -226,12 +236,15 @@ public:
    // The wanted config of an encap (from its own interface's list), or a default.
    WexIntfEncapHwConfig getHwConfig(Ulva::IntfEncap const& intfEncap) const;
    // The config that the inputs imply for `intfEncap` now, the service interface
-   // it is counted under and (with `wanted`) whether an input names it with a
-   // service or a dynamic record (the first steps of updateHwConfig; changes
-   // nothing). Equal to getHwConfig, apart from fwdData 0, unless the encap's
-   // config was derived from a dynamic collection since replaced or detached.
+   // it is counted under, (with `wanted`) whether an input names it with a
+   // service or a dynamic record and (with `staticServiceIntf`) the service
+   // interface that intfEncapServiceIntf gives it, the one it is published under
+   // (the first steps of updateHwConfig; changes nothing). Equal to getHwConfig,
+   // apart from fwdData 0, unless the encap's config was derived from a dynamic
+   // collection since replaced or detached.
    WexIntfEncapHwConfig deriveHwConfig(Ulva::IntfEncap const& intfEncap,
-                                       Kestin::IntfId* serviceIntf, bool* wanted = nullptr) const;
+                                       Kestin::IntfId* serviceIntf, bool* wanted = nullptr,
+                                       Kestin::IntfId* staticServiceIntf = nullptr) const;
 
    // The reactor attributes, in attribute order (used by the state machine shape).
    auto fenReactors() { return FEN_SM_TIE(WEX_INTF_ENCAP_SM_ATTRIBUTES); }
@@ -244,26 +257,64 @@ private:
    void reserveForSweep();
    // Starts fetching the members that updateHwConfig(intfEncap) reads and writes
    // first in the large tables (the service cache and decoder, the configs and
-   // statuses, the retry set, the published status); for the sweep, a few encaps
-   // ahead. Changes nothing.
+   // statuses, the retry set, the published status and service interface, the
+   // interface's lists of configs and of wanted encaps); for the sweep, a few
+   // encaps ahead. Changes nothing.
    void prefetchUpdateHwConfig(Ulva::IntfEncap const& intfEncap) const;
+
+   // What updateHwConfig has read or written for its encap on its way, handed to
+   // its rollup (updateEncapHwStatus) so that the rollup does not look the encap
+   // up again in the same tables. It holds only while no other event has begun
+   // since `events` was taken: a hook, or a listener of a table or an output the
+   // steps write, that reports a status or changes an input starts one, and may
+   // have changed any of it; the rollup then reads the tables as they are.
+   struct KnownEncap {
+      std::uint64_t events = 0;
+      // intfEncapServiceIntf's service interface of the encap.
+      Kestin::IntfId staticServiceIntf;
+      // Whether the encap's own interface list holds a config for it.
+      bool listed = false;
+      // The platform's answer to the add of the encap's own config, when the
+      // steps made one (then the config is in hwConfigColl and the answer is
+      // the encap's status in hwStatusColl).
+      std::optional<Ulva::IntfEncapHwStatus> answer;
+   };
+   // Counts each event as it begins: a handler of an input, a platform call, a
+   // retry pass. A step called directly from inside a hook is no event.
+   void eventBegins() { ++eventsBegun_; }
 
    // The named steps of updateHwConfig after deriveHwConfig, in its order: the
    // move of the encap between service aggregates; the programmed config brought
-   // to the wanted one (a delete and an add).
+   // to the wanted one (a delete and an add), noting in `known` what the encap's
+   // list and statuses hold after it.
    void doMoveSvcMembership(Ulva::IntfEncap const& intfEncap, Kestin::IntfId serviceIntf);
-   void doReplaceHwConfig(Ulva::IntfEncap const& intfEncap, WexIntfEncapHwConfig const& wanted);
+   void doReplaceHwConfig(Ulva::IntfEncap const& intfEncap, WexIntfEncapHwConfig const& wanted,
+                          KnownEncap* known);
+   // doAddHwConfig with the list of the config's interface when the caller has it
+   // already (null: found or made here), giving the platform's answer to the add
+   // of the config itself, if one was made.
+   std::optional<Ulva::IntfEncapHwStatus> addHwConfig(WexIntfEncapHwConfig const& hwConfig,
+                                                      WexPortEncapHwConfigList* list);
+   // doAddPortHwConfig, giving the platform's answer when the hook was called.
+   std::optional<Ulva::IntfEncapHwStatus> addPortHwConfig(WexIntfEncapHwConfig const& portHwConfig);
+   // The list of wanted configs of `intf`, or null.
+   WexPortEncapHwConfigList* hwConfigListOf(Kestin::IntfId intf) const;
+   // updateEncapHwStatus with what updateHwConfig knows of the encap (or null).
+   void updateEncapHwStatusWith(Ulva::IntfEncap const& intfEncap, KnownEncap const* known);
    // The named steps of updateEncapHwStatus, in its order: the retry set for the
    // encap's own status; the rollup into a LAG decoder, giving the encap that is
-   // published and its status; the caps of a missing config and of the remote
-   // side; the publication (or withdrawal) with the service's rollup.
+   // published and its status; the caps of a missing config (`listed`: the
+   // published encap has a config in its interface's list) and of the remote
+   // side; the publication (or withdrawal) under `svcIntf`, the published
+   // encap's service interface in intfEncapServiceIntf, with the service's rollup.
    void updateRetryNeeded(Ulva::IntfEncap const& intfEncap, Ulva::IntfEncapHwStatus ownStatus);
    Ulva::IntfEncapHwStatus rollupHwStatus(Ulva::IntfEncap const& intfEncap,
                                           Ulva::IntfEncapHwStatus ownStatus,
                                           Ulva::IntfEncap* rollupEncap);
    Ulva::IntfEncapHwStatus cappedHwStatus(Ulva::IntfEncap const& rollupEncap,
-                                          Ulva::IntfEncapHwStatus status) const;
-   void publishEncapHwStatus(Ulva::IntfEncap const& rollupEncap, Ulva::IntfEncapHwStatus status);
+                                          Ulva::IntfEncapHwStatus status, bool listed) const;
+   void publishEncapHwStatus(Ulva::IntfEncap const& rollupEncap, Ulva::IntfEncapHwStatus status,
+                             Kestin::IntfId svcIntf);
 
    // LAG membership as the machine acts on it: portToLagCached and its index of
    // members per LAG, changed together.
@@ -287,10 +338,12 @@ private:
 
    // Members in attribute order: wcsd_, serviceIntfFwdInfo_, serviceIntfHwStatus_,
    // intfEncapServiceIntf_, intfEncapHwStatus_, remoteEncapHwStatus_,
-   // dynamicIntfEncap_, then initialized_, hwStatusColl_, hwConfigColl_; the keyed
-   // collections follow with the tables below.
+   // dynamicIntfEncap_, then initialized_, eventsBegun_, hwStatusColl_,
+   // hwConfigColl_; the keyed collections follow with the tables below.
    FEN_SM_MEMBERS(WEX_INTF_ENCAP_SM_ATTRIBUTES)
    bool initialized_ = false;
+   // The events begun so far (eventBegins).
+   std::uint64_t eventsBegun_ = 0;
    Fen::Ptr<Ulva::IntfEncapHwStatusColl> hwStatusColl_;
    Fen::Ptr<WexIntfEncapHwConfigColl> hwConfigColl_;
 
