@@ -10,27 +10,15 @@ per item at the largest size over the smallest) and the memory per encap or id.
 usage: bench-multiples.py FILE.json
 """
 
-import json
 import sys
 
-UNIT_NS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
-
-
-def ns_per_item(b):
-    items = b.get("items_per_second")
-    if items:
-        return 1e9 / items
-    return b["cpu_time"] * UNIT_NS[b.get("time_unit", "ns")]
+from benchjson import load, ns_per_item
 
 
 def main(path):
-    with open(path, encoding="utf-8") as f:
-        runs = [b for b in json.load(f).get("benchmarks", []) if not b.get("error_occurred")]
     # With --benchmark_repetitions the median of the repetitions stands for each
     # benchmark (the machines are shared and noisy); otherwise its one run.
-    by_name = {b.get("run_name", b["name"]): b for b in runs if b.get("run_type") != "aggregate"}
-    by_name.update({b["run_name"]: b for b in runs
-                    if b.get("run_type") == "aggregate" and b.get("aggregate_name") == "median"})
+    by_name = load(path)
     inserts = {}
     events = []
     for name, b in by_name.items():

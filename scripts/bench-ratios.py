@@ -13,34 +13,15 @@ last one when a name repeats).
 usage: bench-ratios.py FILE.json
 """
 
-import json
 import signal
 import sys
+
+from benchjson import load, ns_per_item
 
 OURS = "HashMap2018"
 PEERS = ["StdUnorderedMap", "AbslFlatHashMap"]
 IMPLS = [OURS] + PEERS
 OPERATIONS = ["Insert", "LookupHit", "LookupMiss", "Erase", "Iterate"]
-TIME_UNIT_NS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
-
-
-def load(path):
-    with open(path, encoding="utf-8") as f:
-        data = json.load(f)
-    runs = {}
-    medians = {}
-    for b in data.get("benchmarks", []):
-        if b.get("error_occurred"):
-            print(f"warning: {b.get('name')} failed: {b.get('error_message')}", file=sys.stderr)
-            continue
-        name = b.get("run_name", b["name"])
-        if b.get("run_type") == "aggregate":
-            if b.get("aggregate_name") == "median":
-                medians[name] = b
-        else:
-            runs[name] = b
-    runs.update(medians)
-    return runs
 
 
 def parse(name):
@@ -48,14 +29,6 @@ def parse(name):
     if len(parts) != 3 or not parts[2].isdigit():
         return None
     return parts[0], parts[1], int(parts[2])
-
-
-def ns_per_item(b):
-    ns = b["cpu_time"] * TIME_UNIT_NS.get(b.get("time_unit", "ns"), 1.0)
-    rate = b.get("items_per_second")
-    if rate:
-        return 1e9 / rate
-    return ns
 
 
 def fmt(x, width, digits=2):

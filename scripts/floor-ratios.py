@@ -13,37 +13,9 @@ With --benchmark_repetitions the medians are used.
 usage: floor-ratios.py SM.json FLOOR.json
 """
 
-import json
 import sys
 
-TIME_UNIT_NS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
-
-
-def load(paths):
-    runs, medians = {}, {}
-    for path in paths:
-        with open(path, encoding="utf-8") as f:
-            data = json.load(f)
-        for b in data.get("benchmarks", []):
-            if b.get("error_occurred"):
-                print(f"warning: {b.get('name')} failed: {b.get('error_message')}",
-                      file=sys.stderr)
-                continue
-            name = b.get("run_name", b["name"])
-            if b.get("run_type") == "aggregate":
-                if b.get("aggregate_name") == "median":
-                    medians[name] = b
-            else:
-                runs[name] = b
-    runs.update(medians)
-    return runs
-
-
-def ns_per_item(b):
-    rate = b.get("items_per_second")
-    if rate:
-        return 1e9 / rate
-    return b["cpu_time"] * TIME_UNIT_NS.get(b.get("time_unit", "ns"), 1.0)
+from benchjson import load, ns_per_item
 
 
 def ratio(runs, top, bottom):
@@ -56,7 +28,7 @@ def main():
     if len(sys.argv) < 2:
         print(__doc__, file=sys.stderr)
         return 2
-    runs = load(sys.argv[1:])
+    runs = load(*sys.argv[1:])
     sizes = sorted({int(name.split("/")[2]) for name in runs
                     if name.count("/") == 2 and name.split("/")[2].isdigit()
                     and name.split("/")[0] in ("Sweep", "SweepFloor", "EncapAdd")})
