@@ -395,7 +395,13 @@ public:
          return true;
       }
       Node node(v);
-      newMember(rhash(Key(nodeKey(node))), std::move(node));
+      // The record goes in under its own key: at the place just found when that
+      // is `k` (always, through memberIs(v)), else at a place searched for it.
+      if (Key(nodeKey(node)) == k) {
+         placeMember(p.slot, h, std::move(node));
+      } else {
+         newMember(rhash(Key(nodeKey(node))), std::move(node));
+      }
       return true;
    }
 
