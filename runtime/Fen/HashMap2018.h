@@ -231,15 +231,11 @@ public:
    // Iterators: unaffected; one standing on the member keeps its key.
    bool deleteMember(Key const& k, std::uint32_t h, std::optional<Node>* out) {
       prefetchHome(h);
-      Node const* const found = findNode(k, h);
-      if (!found) return false;
-      std::size_t i = static_cast<std::size_t>(found - block_->nodes());
-      if (block_->refs > 1) {
-         makeUnique();
-         i = lowerBound(h, k);
-      }
+      Place const p = locate(k, h);
+      if (!p.found) return false;
+      Node* const node = writableNode(p.slot, k, h);
+      std::size_t const i = static_cast<std::size_t>(node - block_->nodes());
       std::uint32_t* const hs = block_->hashes();
-      Node* const node = block_->nodes() + i;
       if (out) out->emplace(std::move(*node));
       node->~Node();
       hs[i] = 0;
@@ -615,7 +611,7 @@ private:
    // or be copied first is laid out again and the place found anew.
    Node* placeMember(std::size_t slot, std::uint32_t h, Node&& node) {
       if (!block_) {
-         block_ = allocate(minCap, minCap + minTail);
+         block_ = allocate(minCap, minCap + tailFor(minCap));
          ++stamp_;
          slot = lowerBound(h, nodeKey(node));
       } else if (block_->count + 1 > maxCount(block_->cap)) {
@@ -779,12 +775,7 @@ private:
    // The slot of the first member not below (h, k) in the map's order, or the
    // empty slot where the scan ends.
    std::size_t lowerBound(std::uint32_t h, Key const& k) const {
-      std::uint32_t const* hs = block_->hashes();
-      std::size_t i = firstNotBelow(hs, home(h), h);
-      Node const* nodes = block_->nodes();
-      while (hs[i] == h && nodeKey(nodes[i]) < k)
-         ++i;
-      return i;
+      return locate(k, h).slot;
    }
    // The first slot from `i` (h's home) on that is empty or holds a hash not
    // below `h`. The taken slots below `h` from home on form one unbroken stretch:
