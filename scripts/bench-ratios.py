@@ -21,7 +21,7 @@ from benchjson import load, ns_per_item
 OURS = "HashMap2018"
 PEERS = ["StdUnorderedMap", "AbslFlatHashMap"]
 IMPLS = [OURS] + PEERS
-OPERATIONS = ["Insert", "LookupHit", "LookupMiss", "Erase", "Iterate"]
+OPERATIONS = ["Insert", "InsertReserved", "LookupHit", "LookupMiss", "Erase", "Iterate"]
 
 
 def parse(name):
