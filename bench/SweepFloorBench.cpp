@@ -3,7 +3,9 @@
 //
 // Benchmarks are named SweepFloor/<Implementation>/<encaps> and are set beside
 // Sweep/WexIntfEncapSm/<encaps> (WexIntfEncapSmBench): the same encaps, the same
-// time unit (ms per sweep) and items_per_second over the encaps.
+// time unit (ms per sweep) and items_per_second over the encaps; bytes_per_encap
+// is the slots of the floor's tables, full, per encap: the memory floor beside
+// the sweep's own bytes_per_encap.
 //
 // Per encap, in the order the sweep takes them (a walk of the wanted encaps), the
 // floor reads the wanted input once and writes each thing the sweep must leave
@@ -96,6 +98,24 @@ void reserveAll(std::size_t n, Tables&... tables) {
    (tables.reserve(n), ...);
 }
 
+// The bytes of a table's slots: the memory floor of what it holds. The block
+// header of a HashMap2018 and absl's cloned control bytes are left out.
+template <class Table>
+std::size_t slotBytes(Table const& t) {
+   if constexpr (requires { t.slotCount(); }) {
+      return t.slotCount() * t.slotSize();
+   } else {
+      return t.capacity() * (sizeof(typename Table::slot_type) + 1);
+   }
+}
+
+// Reports bytes_per_encap: the bytes of all the floor's tables, full, per encap.
+template <class... Tables>
+void reportBytes(benchmark::State& state, std::size_t n, Tables const&... tables) {
+   state.counters["bytes_per_encap"] =
+       static_cast<double>((slotBytes(tables) + ...)) / static_cast<double>(n);
+}
+
 void floorHashMap2018(benchmark::State& state, std::size_t n) {
    Inputs const in(n);
    ConfigMap configs;
@@ -122,6 +142,8 @@ void floorHashMap2018(benchmark::State& state, std::size_t n) {
       benchmark::DoNotOptimize(published.size());
       state.PauseTiming();
       if (configs.size() != n || published.size() != n) state.SkipWithError("tables not full");
+      reportBytes(state, n, configs, hwStatus, published, decoder, svcCache, wantedEncaps,
+                  hwConfigKeys);
       configs.memberDelAll();
       hwStatus.memberDelAll();
       published.memberDelAll();
@@ -183,6 +205,8 @@ void floorAbsl(benchmark::State& state, std::size_t n) {
       benchmark::DoNotOptimize(published.size());
       state.PauseTiming();
       if (configs.size() != n || published.size() != n) state.SkipWithError("tables not full");
+      reportBytes(state, n, configs, hwStatus, published, decoder, svcCache, wantedEncaps,
+                  hwConfigKeys);
       emptied(configs);
       emptied(hwStatus);
       emptied(published);

@@ -7,7 +7,12 @@ and SweepFloorBench, run in the same session, and prints per number of encaps:
                                                      work a sweep cannot avoid
   SweepFloor/HashMap2018 over SweepFloor/AbslFlatHashMap
   EncapAdd/WexIntfEncapSm over Insert/HashMap2018    one event in map inserts
+  SweepFloor/HashMap2018 over Insert/HashMap2018     the map work of one encap
+                                                     in map inserts: what an add
+                                                     costs at the least
   bytes_per_encap of the sweep                       from the allocation counters
+  bytes_per_encap of SweepFloor/HashMap2018          the slots of the floor's
+                                                     tables, full
 With --benchmark_repetitions the medians are used.
 
 usage: floor-ratios.py SM.json FLOOR.json
@@ -24,6 +29,11 @@ def ratio(runs, top, bottom):
     return "-"
 
 
+def bytes_of(runs, name):
+    b = runs.get(name, {}).get("bytes_per_encap")
+    return f"{b:.0f}" if b else "-"
+
+
 def main():
     if len(sys.argv) < 2:
         print(__doc__, file=sys.stderr)
@@ -33,15 +43,16 @@ def main():
                     if name.count("/") == 2 and name.split("/")[2].isdigit()
                     and name.split("/")[0] in ("Sweep", "SweepFloor", "EncapAdd")})
     print(f"{'encaps':>8}  {'sweep/floor':>11}  {'floor/absl':>10}  "
-          f"{'add/insert':>10}  {'bytes/encap':>11}")
+          f"{'add/insert':>10}  {'floor/insert':>12}  {'bytes/encap':>11}  {'floor bytes':>11}")
     for n in sizes:
         sweep = f"Sweep/WexIntfEncapSm/{n}"
         floor = f"SweepFloor/HashMap2018/{n}"
-        bytes_per = runs.get(sweep, {}).get("bytes_per_encap")
+        insert = f"Insert/HashMap2018/{n}"
         print(f"{n:>8}  {ratio(runs, sweep, floor):>11}  "
               f"{ratio(runs, floor, f'SweepFloor/AbslFlatHashMap/{n}'):>10}  "
-              f"{ratio(runs, f'EncapAdd/WexIntfEncapSm/{n}', f'Insert/HashMap2018/{n}'):>10}  "
-              f"{(f'{bytes_per:.0f}' if bytes_per else '-'):>11}")
+              f"{ratio(runs, f'EncapAdd/WexIntfEncapSm/{n}', insert):>10}  "
+              f"{ratio(runs, floor, insert):>12}  "
+              f"{bytes_of(runs, sweep):>11}  {bytes_of(runs, floor):>11}")
     return 0
 
 
