@@ -199,12 +199,19 @@ public:
    bool empty() const { return size() == 0; }
 
    // The node of `k`, or null. Never a default value: the accessors do that.
+   // A lookup for a node is made for its value and mostly finds it: the node of
+   // the home slot is fetched while the hashes are scanned, so that a hit in a
+   // large table waits for memory once, not twice (a miss fetches that line for
+   // nothing; has() does not fetch it).
    Node const* operator[](Key const& k) const { return findNode(k, rhash(k)); }
    Node const* findNode(Key const& k, std::uint32_t h) const {
+      if (block_) __builtin_prefetch(block_->nodes() + home(h));
       Place const p = locate(k, h);
       return p.found ? block_->nodes() + p.slot : nullptr;
    }
-   bool has(Key const& k) const { return (*this)[k] != nullptr; }
+   // Membership alone: only the hashes are read, and a node only where its
+   // stored hash equals the key's.
+   bool has(Key const& k) const { return locate(k, rhash(k)).found; }
 
    // Starts fetching what a lookup or a change of `k` reads first, the stored
    // hash and the node of its home slot, and returns at once. A walk that knows
@@ -529,8 +536,8 @@ private:
       return static_cast<std::size_t>((std::uint64_t{h} * cap) >> 32);
    }
    // A change reads and writes the nodes at and just after the home slot of its
-   // key: start fetching them while the hashes are scanned. (Lookups do not: for
-   // a missing key the hashes alone answer, and the fetch would be wasted.)
+   // key: start fetching them while the hashes are scanned. (Membership tests do
+   // not: for a missing key the hashes alone answer, and the fetch is wasted.)
    void prefetchHome(std::uint32_t h) const {
       if (block_) __builtin_prefetch(block_->nodes() + home(h), 1);
    }
