@@ -132,6 +132,8 @@ void WexIntfEncapSm::handleInitialized() {
        intfEncapServiceIntf()->serviceIntfMap(),
        [this](Ulva::IntfEncap const& key) { prefetchUpdateHwConfig(key); },
        [this](Ulva::IntfEncap const& key) { updateHwConfig(key); });
+   sweepEncapsPerIntf_.memberDelAll();
+   sweepEncapsPerSvc_.memberDelAll();
    Fen::forEachKey(serviceIntfFwdInfo()->fwdInfoMap(),
                    [this](Kestin::IntfId key) { updateSvcIntfHwStatus(key); });
 }
@@ -146,6 +148,27 @@ void WexIntfEncapSm::reserveForSweep() {
    intfEncapHwStatus()->hwStatusReserve(encaps);
    intfEncapSvcIntfCachedReserve(encaps);
    intfEncapPublishedSvcIntfReserve(encaps);
+   // The tables per interface and per service, sized as the sweep makes them.
+   auto countOne = [](SweepCountMap& counts, Kestin::IntfId id) {
+      counts.memberIs(id, counts.member(id) + 1);
+   };
+   sweepEncapsPerIntf_.memberDelAll();
+   sweepEncapsPerSvc_.memberDelAll();
+   auto const& wanted = intfEncapServiceIntf()->serviceIntfMap();
+   for (Ulva::IntfEncapServiceIntfColl::ServiceIntfMap::IteratorConst it(wanted); it;
+        it.advance()) {
+      auto const& node = *it.currNodeMaybeStale();
+      countOne(sweepEncapsPerIntf_, node.key.intfId());
+      countOne(sweepEncapsPerSvc_, node.value);
+   }
+   if (WexDynamicIntfEncapColl const* dynamic = dynamicIntfEncap()) {
+      Fen::forEachKey(dynamic->entryMap(),
+                      [&](Ulva::IntfEncap const& e) { countOne(sweepEncapsPerIntf_, e.intfId()); });
+   }
+}
+
+std::size_t WexIntfEncapSm::sweepShare(SweepCountMap const& counts, Kestin::IntfId id) {
+   return counts.empty() ? 0 : counts.member(id);
 }
 
 void WexIntfEncapSm::prefetchUpdateHwConfig(Ulva::IntfEncap const& intfEncap) const {
@@ -278,7 +301,11 @@ void WexIntfEncapSm::doMoveSvcMembership(Ulva::IntfEncap const& intfEncap,
    }
    // 9: join the new one; a new member starts as failed.
    if (serviceIntf != noIntf) {
-      svcHwStatusDecoderIs(serviceEncap(serviceIntf))->addMember(intfEncap, Ulva::hwStatusFailed);
+      Fen::Ptr<WexEncapHwStatusDecoder> const decoder =
+          svcHwStatusDecoderIs(serviceEncap(serviceIntf));
+      if (decoder->hwStatusCount() == 0)
+         decoder->hwStatusReserve(sweepShare(sweepEncapsPerSvc_, serviceIntf));
+      decoder->addMember(intfEncap, Ulva::hwStatusFailed);
       // A service that stayed is cached already: nothing ran since the read.
       if (oldSvc != serviceIntf) intfEncapSvcIntfCachedIs(intfEncap, serviceIntf);
    } else {
@@ -317,7 +344,9 @@ std::optional<Ulva::IntfEncapHwStatus> WexIntfEncapSm::addHwConfig(
    if (list) {
       list->hwConfigIs(hwConfig);
    } else {
-      portToHwConfigListIs(intf)->hwConfigIs(hwConfig);
+      Fen::Ptr<WexPortEncapHwConfigList> const made = portToHwConfigListIs(intf);
+      made->hwConfigReserve(sweepShare(sweepEncapsPerIntf_, intf));
+      made->hwConfigIs(hwConfig);
    }
    // A port in a LAG does not program its own configs.
    std::optional<Ulva::IntfEncapHwStatus> answer;
@@ -787,7 +816,9 @@ void WexIntfEncapSm::updateLagEncapMember(WexEncapHwStatusDecoder& decoder,
 void WexIntfEncapSm::updateWantedEncap(Ulva::IntfEncap const& intfEncap, bool wanted) {
    Kestin::IntfId const intf = intfEncap.intfId();
    if (wanted) {
-      portWantedEncapIs(intf)->encapIs(intfEncap);
+      Fen::Ptr<WexPortWantedEncapList> const list = portWantedEncapIs(intf);
+      if (list->encaps() == 0) list->encapReserve(sweepShare(sweepEncapsPerIntf_, intf));
+      list->encapIs(intfEncap);
       return;
    }
    Fen::Ptr<WexPortWantedEncapList> const list = portWantedEncap(intf);

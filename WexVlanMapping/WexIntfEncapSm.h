@@ -253,8 +253,16 @@ private:
    // Makes room, before the sweep, in the tables that it fills with one member
    // per wanted encap (the configs and statuses, the published statuses, the
    // service interface caches), so that none of them grows while it is filled.
-   // Changes no member and notifies nothing.
+   // Counts, for the tables the sweep makes one per interface (its wanted encaps,
+   // its configs) and one per service (its decoder), the encaps each will hold:
+   // sweepShare() sizes each such table when the sweep makes it. Changes no
+   // member and notifies nothing.
    void reserveForSweep();
+   // The room to make in a new table of interface or service `id` while the
+   // sweep runs: the encaps counted for it (0 outside the sweep, and for an id
+   // that the wanted encaps do not name: nothing is reserved then).
+   using SweepCountMap = Fen::HashMap2018<Fen::MapTag<0x3B5D1E27>, Kestin::IntfId, std::uint32_t>;
+   static std::size_t sweepShare(SweepCountMap const& counts, Kestin::IntfId id);
    // Starts fetching the members that updateHwConfig(intfEncap) reads and writes
    // first in the large tables (the service cache and decoder, the configs and
    // statuses, the retry set, the published status and service interface, the
@@ -346,6 +354,11 @@ private:
    std::uint64_t eventsBegun_ = 0;
    Fen::Ptr<Ulva::IntfEncapHwStatusColl> hwStatusColl_;
    Fen::Ptr<WexIntfEncapHwConfigColl> hwConfigColl_;
+   // Scratch of the sweep, not state: the wanted encaps of each interface and of
+   // each service interface, counted by reserveForSweep and dropped when the
+   // sweep ends (see sweepShare).
+   SweepCountMap sweepEncapsPerIntf_;
+   SweepCountMap sweepEncapsPerSvc_;
 
 public:
    // ---- tables ------------------------------------------------------------------------
