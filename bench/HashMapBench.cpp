@@ -223,33 +223,17 @@ constexpr std::size_t batch = 1000;
 
 // Insert: n distinct keys into a map that starts empty, so the time includes every
 // growth of the table on the way to n members, alike for all three (none reserves).
-// Making and destroying the map are outside the timed part.
+// InsertReserved (`reserved`): the same n insertions into a map sized for n
+// beforehand, outside the timed part, so the time is the placement of members
+// alone, without growth: what Insert costs beyond it is the growth of each table.
+// Making (and sizing) and destroying the map are outside the timed part.
 template <class Impl>
-void insertBench(benchmark::State& state, std::size_t n) {
+void insertBench(benchmark::State& state, std::size_t n, bool reserved) {
    auto const& keys = keySet(n).members;
    for (auto _ : state) {
       state.PauseTiming();
       auto m = std::make_unique<typename Impl::Map>();
-      state.ResumeTiming();
-      fill<Impl>(*m, keys);
-      benchmark::DoNotOptimize(m.get());
-      state.PauseTiming();
-      m.reset();
-      state.ResumeTiming();
-   }
-   state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * n));
-}
-
-// InsertReserved: the same n insertions into a map sized for n beforehand (outside
-// the timed part), so the time is the placement of members alone, without growth:
-// what Insert costs beyond it is the growth of each table.
-template <class Impl>
-void insertReservedBench(benchmark::State& state, std::size_t n) {
-   auto const& keys = keySet(n).members;
-   for (auto _ : state) {
-      state.PauseTiming();
-      auto m = std::make_unique<typename Impl::Map>();
-      Impl::reserve(*m, n);
+      if (reserved) Impl::reserve(*m, n);
       state.ResumeTiming();
       fill<Impl>(*m, keys);
       benchmark::DoNotOptimize(m.get());
@@ -368,9 +352,8 @@ template <class Impl>
 void registerImpl() {
    for (std::size_t const n : sizes) {
       std::string const suffix = std::string("/") + Impl::name + "/" + std::to_string(n);
-      benchmark::RegisterBenchmark(("Insert" + suffix).c_str(), insertBench<Impl>, n);
-      benchmark::RegisterBenchmark(("InsertReserved" + suffix).c_str(), insertReservedBench<Impl>,
-                                   n);
+      benchmark::RegisterBenchmark(("Insert" + suffix).c_str(), insertBench<Impl>, n, false);
+      benchmark::RegisterBenchmark(("InsertReserved" + suffix).c_str(), insertBench<Impl>, n, true);
       benchmark::RegisterBenchmark(("LookupHit" + suffix).c_str(), lookupBench<Impl>, n, true);
       benchmark::RegisterBenchmark(("LookupMiss" + suffix).c_str(), lookupBench<Impl>, n, false);
       benchmark::RegisterBenchmark(("Erase" + suffix).c_str(), eraseBench<Impl>, n);
