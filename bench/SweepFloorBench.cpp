@@ -107,7 +107,13 @@ void reserveAll(std::size_t n, Tables&... tables) {
 // header of a HashMap2018 and absl's cloned control bytes are left out.
 template <class Table>
 std::size_t slotBytes(Table const& t) {
-   if constexpr (requires { t.slotCount(); }) {
+   if constexpr (requires { t.tables; }) {
+      // A table per id (PerId below): its directory and all its tables.
+      std::size_t bytes = slotBytes(t.directory);
+      for (auto const& one : t.tables)
+         bytes += slotBytes(one);
+      return bytes;
+   } else if constexpr (requires { t.slotCount(); }) {
       return t.slotCount() * t.slotSize();
    } else {
       return t.capacity() * (sizeof(typename Table::slot_type) + 1);
@@ -199,12 +205,6 @@ struct PerId {
       for (Table& t : tables)
          t.memberDelAll();
    }
-   std::size_t slotBytes() const {
-      std::size_t bytes = directory.slotCount() * directory.slotSize();
-      for (Table const& t : tables)
-         bytes += t.slotCount() * t.slotSize();
-      return bytes;
-   }
 };
 
 // The floor of what the machine keeps: the floor's map work, with the decoder's
@@ -253,12 +253,8 @@ void keptFloorHashMap2018(benchmark::State& state, std::size_t n) {
       benchmark::DoNotOptimize(published.size());
       state.PauseTiming();
       if (configs.size() != n || publishedSvc.size() != n) state.SkipWithError("tables not full");
-      state.counters["bytes_per_encap"] =
-          static_cast<double>(slotBytes(configs) + slotBytes(hwStatus) + slotBytes(published) +
-                              slotBytes(svcCache) + slotBytes(publishedSvc) +
-                              slotBytes(hwConfigKeys) + decoders.slotBytes() +
-                              wantedEncaps.slotBytes() + configLists.slotBytes()) /
-          static_cast<double>(n);
+      reportBytes(state, n, configs, hwStatus, published, svcCache, publishedSvc, hwConfigKeys,
+                  decoders, wantedEncaps, configLists);
       configs.memberDelAll();
       hwStatus.memberDelAll();
       published.memberDelAll();
